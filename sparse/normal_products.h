@@ -9,8 +9,9 @@
 // created holding v (−v) itself, even when v is zero. Nothing is dropped, no symmetry is used.
 //
 // No precondition is checked (see each operation). A product first discards everything the
-// result matrix held. Exceptions (std::bad_alloc, std::length_error) leave the result with the
-// contributions made so far.
+// result matrix held and then forms the result row by row. Exceptions (std::bad_alloc,
+// std::length_error) leave the result valid, holding what was formed before the failure: the
+// rows completed so far for a product, the rows updated so far for a sum or difference.
 
 #include "sparse/sparse_matrix.h"
 

@@ -13,30 +13,137 @@
 //   "map/set<T> too long"); allocation failure raises std::bad_alloc. The matrix stays valid and
 //   keeps every entry set before the failure.
 
+#include <algorithm>
+#include <cassert>
 #include <cstddef>
 #include <cstdint>
-#include <map>
+#include <cstring>
+#include <iterator>
+#include <type_traits>
+#include <utility>
 #include <vector>
 
 // One row of a SparseMatrix: an ordered map from column to value. Iteration yields entries in
-// ascending column order as (column, value) pairs; EntryCount is constant time. Which ordered
-// container stands behind it is this class's own business.
+// ascending column order as (column, value) pairs; EntryCount is constant time; Find is a
+// binary search.
+//
+// The entries sit in one block, all values first, then all columns: twelve bytes per entry and
+// one allocation per row, where a tree node would take five times that. The block grows by half
+// its size. Appending behind the last column costs no search and no move; inserting between
+// entries moves the entries behind the new one, which is cheap for the short rows that are
+// filled in scattered order and is never done by the products, which build each row in
+// ascending order.
 class SparseRow {
  public:
   using Column = std::uint32_t;
-  using Container = std::map<Column, double>;
-  using const_iterator = Container::const_iterator;
-  using iterator = Container::iterator;
 
-  const_iterator begin() const { return entries.begin(); }
-  const_iterator end() const { return entries.end(); }
-  iterator begin() { return entries.begin(); }
-  iterator end() { return entries.end(); }
-  std::size_t EntryCount() const { return entries.size(); }
-  bool Empty() const { return entries.empty(); }
+  // Yields std::pair<Column, double&> (const double& for const_iterator) by value, so that
+  // `const auto& [column, value]` and `iterator->first` work as on a map.
+  template <bool Constant>
+  class Iterator {
+   public:
+    using Value = std::conditional_t<Constant, const double, double>;
+    using value_type = std::pair<Column, double>;
+    using reference = std::pair<Column, Value&>;
+    using difference_type = std::ptrdiff_t;
+    using iterator_category = std::input_iterator_tag;
+    using iterator_concept = std::bidirectional_iterator_tag;
+
+    struct Arrow {
+      reference entry;
+      const reference* operator->() const { return &entry; }
+    };
+
+    Iterator() = default;
+    Iterator(const Column* columnAt, Value* valueAt) : column(columnAt), value(valueAt) {}
+    // iterator converts to const_iterator.
+    template <bool Other, typename = std::enable_if_t<Constant && !Other>>
+    Iterator(const Iterator<Other>& other) : column(other.column), value(other.value) {}
+
+    reference operator*() const { return {*column, *value}; }
+    Arrow operator->() const { return Arrow{**this}; }
+    Iterator& operator++() {
+      ++column;
+      ++value;
+      return *this;
+    }
+    Iterator operator++(int) {
+      Iterator before = *this;
+      ++*this;
+      return before;
+    }
+    Iterator& operator--() {
+      --column;
+      --value;
+      return *this;
+    }
+    Iterator operator--(int) {
+      Iterator before = *this;
+      --*this;
+      return before;
+    }
+    friend bool operator==(const Iterator& left, const Iterator& right) {
+      return left.column == right.column;
+    }
+
+   private:
+    template <bool>
+    friend class Iterator;
+    const Column* column = nullptr;
+    Value* value = nullptr;
+  };
+  using const_iterator = Iterator<true>;
+  using iterator = Iterator<false>;
+
+  // Lifetime, copies and reads are inline and self-contained: a host that holds the model
+  // destroys, copies and reads its matrices (the kept inverse) without linking the store, whose
+  // own symbols stay inside the loadable library.
+  SparseRow() = default;
+  SparseRow(const SparseRow& other) {  // the copy takes no slack
+    if (other.count != 0) {
+      values = static_cast<double*>(::operator new(other.count*(sizeof(double) + sizeof(Column))));
+      columns = reinterpret_cast<Column*>(values + other.count);
+      std::memcpy(values, other.values, other.count * sizeof(double));
+      std::memcpy(columns, other.columns, other.count * sizeof(Column));
+      count = capacity = other.count;
+    }
+  }
+  SparseRow(SparseRow&& other) noexcept
+      : values(std::exchange(other.values, nullptr)),
+        columns(std::exchange(other.columns, nullptr)),
+        count(std::exchange(other.count, 0)),
+        capacity(std::exchange(other.capacity, 0)) {}
+  SparseRow& operator=(const SparseRow& other) {
+    if (&other != this) {
+      SparseRow copy(other);  // a failed allocation leaves this row as it was
+      *this = std::move(copy);
+    }
+    return *this;
+  }
+  SparseRow& operator=(SparseRow&& other) noexcept {
+    if (&other != this) {
+      ::operator delete(values);
+      values = std::exchange(other.values, nullptr);
+      columns = std::exchange(other.columns, nullptr);
+      count = std::exchange(other.count, 0);
+      capacity = std::exchange(other.capacity, 0);
+    }
+    return *this;
+  }
+  ~SparseRow() { ::operator delete(values); }
+
+  const_iterator begin() const { return {columns, values}; }
+  const_iterator end() const { return {columns + count, values + count}; }
+  iterator begin() { return {columns, values}; }
+  iterator end() { return {columns + count, values + count}; }
+  std::size_t EntryCount() const { return count; }
+  bool Empty() const { return count == 0; }
 
   // The stored value of column, or null when the row has no entry there.
-  const double* Find(Column column) const;
+  const double* Find(Column column) const {
+    const Column* place = std::lower_bound(columns, columns + count, column);
+    return place != columns + count && *place == column ? values + (place - columns) : nullptr;
+  }
   // Stores value at column, inserting the entry if absent (no zero test: SetElement does that).
   void Store(Column column, double value);
   // Removes the entry of column if there is one; returns whether there was.
@@ -45,10 +152,47 @@ class SparseRow {
   void AccumulateSum(Column column, double value);
   // entry := entry - value, or a new entry holding -value.
   void AccumulateDifference(Column column, double value);
-  void Clear() { entries.clear(); }
+  // Removes every entry and frees the block.
+  void Clear() { Release(); }
+
+  // Adds the entry (column, value) behind the last one. Requires: column is greater than every
+  // stored column (checked by assert only).
+  void Append(Column column, double value) {
+    assert(count == 0 || columns[count - 1] < column);
+    if (count == capacity) {
+      Grow(count + 1);
+    }
+    values[count] = value;
+    columns[count] = column;
+    ++count;
+  }
+  // Makes room for entryCount entries in all, so that appends up to there allocate nothing.
+  void Reserve(std::size_t entryCount);
+  // Every entry of source accumulated into this row, as AccumulateSum (AccumulateDifference)
+  // column by column in ascending order would, in one merge of the two sorted runs.
+  void MergeSum(const SparseRow& source);
+  void MergeDifference(const SparseRow& source);
+
+  // The largest number of entries a row can hold.
+  static std::size_t MaxEntryCount();
 
  private:
-  Container entries;
+  // Index of the first entry whose column is not less than column.
+  std::size_t LowerBound(Column column) const;
+  // Takes a block of newCapacity entries (checked against MaxEntryCount with "map/set<T> too
+  // long") and moves the entries there. The row is unchanged when this throws.
+  void Reallocate(std::size_t newCapacity);
+  // Room for at least required entries, growing by half the capacity.
+  void Grow(std::size_t required);
+  void InsertAt(std::size_t position, Column column, double value);
+  template <bool Difference>
+  void Merge(const SparseRow& source);
+  void Release();
+
+  double* values = nullptr;   // start of the block
+  Column* columns = nullptr;  // values + capacity, inside the same block
+  std::size_t count = 0;
+  std::size_t capacity = 0;
 };
 
 // Row-wise sparse matrix: rows.size() is the row count, columnCount the declared column count.
@@ -80,7 +224,10 @@ double SetElement(SparseMatrix& matrix, const std::uint32_t& row, const std::uin
                   const double& value);
 
 // The stored value at (row, column), or 0.0 when the row has no entry there.
-double GetElement(const SparseMatrix& matrix, std::uint32_t row, std::uint32_t column);
+inline double GetElement(const SparseMatrix& matrix, std::uint32_t row, std::uint32_t column) {
+  const double* value = matrix.rows[row].Find(column);
+  return value == nullptr ? 0.0 : *value;
+}
 
 // Contiguous run of doubles with a length, created with a fill value; copied by value.
 class DenseVector {
