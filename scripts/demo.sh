@@ -1,0 +1,36 @@
+#!/usr/bin/env bash
+# Builds zr-adjust and adjusts the example monitoring network: the report goes to the terminal,
+# the results as JSON and a plan with error ellipses as SVG go to out/.
+#
+#   scripts/demo.sh                      examples/monitoring.net
+#   scripts/demo.sh NETWORK-FILE [OPTIONS...]   another network, with zr-adjust options
+#
+# Installs what is missing first (scripts/setup.sh, with sudo when not run as root). Build
+# directory: build/ (or $BUILD_DIR). Exits with zr-adjust's status: 0 converged, 1 iteration
+# limit reached, 2 bad input.
+set -euo pipefail
+cd "$(dirname "$0")/.."
+
+network=${1:-examples/monitoring.net}
+shift || true
+
+if [ "$(id -u)" -eq 0 ]; then
+  bash scripts/setup.sh
+elif ! bash scripts/setup.sh 2>/dev/null; then
+  sudo bash scripts/setup.sh
+fi
+
+build_dir=${BUILD_DIR:-build}
+cmake -S . -B "$build_dir" -DCMAKE_BUILD_TYPE=Release >/dev/null
+cmake --build "$build_dir" --target zr-adjust -j "$(nproc)" >/dev/null
+
+mkdir -p out
+name=$(basename "$network" .net)
+status=0
+"$build_dir/tools/zr-adjust/zr-adjust" --json "out/$name.json" --svg "out/$name.svg" "$@" \
+  "$network" || status=$?
+if [ "$status" -ne 2 ]; then
+  echo
+  echo "Results: out/$name.json, plan with error ellipses: out/$name.svg"
+fi
+exit "$status"

@@ -1,0 +1,108 @@
+#include "tools/zr-adjust/adjustment_run.h"
+
+#include <chrono>
+#include <cmath>
+#include <cstdio>
+
+namespace zradjust {
+namespace {
+
+// Solver codes of Iterate.
+constexpr unsigned char compactSolverCode = 0;
+constexpr unsigned char evaluationOnlyCode = 200;
+
+double MaxCorrection(const std::vector<double>& before, const std::vector<ZR::VOValue*>& unknowns,
+                     bool& finite) {
+  double largest = 0.0;
+  finite = true;
+  for (std::size_t i = 0; i < unknowns.size(); ++i) {
+    double value = unknowns[i]->Value;
+    finite = finite && std::isfinite(value);
+    double correction = std::fabs(value - before[i]);
+    if (!(correction <= largest)) largest = correction;  // a NaN correction wins
+  }
+  return largest;
+}
+
+bool InverseHeld(const ZR::AdjustmentModel& model, std::size_t unknownCount) {
+  if (model.normalInverse.RowCount() != unknownCount) return false;
+  for (const SparseRow& row : model.normalInverse.rows) {
+    if (row.Empty()) return false;
+  }
+  return true;
+}
+
+void PrintProgress(std::ostream& out, const IterationRecord& record) {
+  char line[160];
+  std::snprintf(line, sizeof line,
+                "iteration %3d   sigma0 %12.6g   max correction %12.6g m   %8.3f s\n",
+                record.number, record.sigma0, record.maxCorrection, record.seconds);
+  out << line << std::flush;
+}
+
+}  // namespace
+
+RunSettings SettingsFrom(const Options& options, std::size_t unknownCount) {
+  RunSettings settings;
+  settings.iterationLimit = options.iterations;
+  settings.tolerance = options.tolerance;
+  settings.stepFactor = options.stepFactor;
+  settings.maxCorrection = options.maxCorrection;
+  settings.adaptiveWeights = options.adaptiveWeights;
+  settings.evaluateOnly = options.solver == SolverChoice::Evaluate;
+  settings.wantInverse =
+      options.inverse == InverseChoice::Always ||
+      (options.inverse == InverseChoice::Auto && unknownCount <= inverseUnknownLimit);
+  return settings;
+}
+
+RunResult RunAdjustment(ZR::AdjustmentModel& model, const std::vector<ZR::VOValue*>& unknowns,
+                        const RunSettings& settings, std::ostream* progress) {
+  RunResult result;
+  std::vector<double> before(unknowns.size());
+  bool convergedBefore = false;
+  for (int number = 1;; ++number) {
+    bool last = settings.evaluateOnly || convergedBefore || number == settings.iterationLimit;
+    bool computeInverse = settings.wantInverse && last;
+    for (std::size_t i = 0; i < unknowns.size(); ++i)
+      before[i] = unknowns[i]->Value;
+
+    double sigma0 = 0.0;
+    double solverResidual = 0.0;
+    auto start = std::chrono::steady_clock::now();
+    model.Iterate(sigma0, settings.stepFactor, settings.maxCorrection, settings.adaptiveWeights,
+                  computeInverse, settings.evaluateOnly ? evaluationOnlyCode : compactSolverCode, 0,
+                  0.0, &solverResidual);
+    std::chrono::duration<double> elapsed = std::chrono::steady_clock::now() - start;
+
+    IterationRecord record;
+    record.number = number;
+    record.sigma0 = sigma0;
+    bool finite = true;
+    record.maxCorrection = MaxCorrection(before, unknowns, finite);
+    record.seconds = elapsed.count();
+    result.iterations.push_back(record);
+    if (progress) PrintProgress(*progress, record);
+
+    if (computeInverse) {
+      result.inverseComputed = InverseHeld(model, unknowns.size());
+      result.inverseFailed = !result.inverseComputed && !settings.evaluateOnly;
+    }
+    bool belowTolerance = record.maxCorrection < settings.tolerance;
+    if (!convergedBefore && belowTolerance) result.converged = true;
+    if (!finite) {
+      result.diverged = true;
+      result.converged = false;
+      break;
+    }
+    if (last) break;
+    if (belowTolerance) {
+      // Converged: done, unless one more iteration is needed to ask for the inverse.
+      if (!settings.wantInverse) break;
+      convergedBefore = true;
+    }
+  }
+  return result;
+}
+
+}  // namespace zradjust

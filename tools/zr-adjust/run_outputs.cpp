@@ -1,0 +1,58 @@
+#include "tools/zr-adjust/run_outputs.h"
+
+#include <cerrno>
+#include <cstring>
+
+#include "tools/zr-adjust/json_report.h"
+#include "tools/zr-adjust/svg_plot.h"
+
+namespace zradjust {
+namespace {
+
+bool OpenStream(const std::string& path, std::FILE*& file, std::string& error) {
+  if (path.empty()) return true;
+  // Binary: the library writes Latin-1 bytes and its own line ends.
+  file = std::fopen(path.c_str(), "wb");
+  if (!file) error = path + ": cannot write: " + std::strerror(errno);
+  return file != nullptr;
+}
+
+bool OpenResult(const std::string& path, std::unique_ptr<OutputFile>& file, std::string& error) {
+  if (path.empty()) return true;
+  file = std::make_unique<OutputFile>();
+  return file->Open(path, error);
+}
+
+}  // namespace
+
+bool RunOutputs::Open(const Options& options, std::string& error) {
+  std::FILE* logFile = nullptr;
+  std::FILE* dumpFile = nullptr;
+  bool opened = OpenStream(options.logFile, logFile, error);
+  log.reset(logFile);
+  opened = opened && OpenStream(options.dumpFile, dumpFile, error);
+  dump.reset(dumpFile);
+  opened = opened && OpenResult(options.jsonFile, json, error);
+  opened = opened && OpenResult(options.svgFile, svg, error);
+  return opened;
+}
+
+bool RunOutputs::Finish(const AdjustmentReport& report, std::string& error) {
+  if (json) {
+    WriteJsonReport(json->Stream(), report);
+    if (!json->Commit(error)) return false;
+  }
+  if (svg) {
+    WriteSvgPlot(svg->Stream(), report);
+    if (!svg->Commit(error)) return false;
+  }
+  bool closed = true;
+  for (std::FILE* file : {log.release(), dump.release()}) {
+    if (file && std::fclose(file) != 0) closed = false;
+  }
+  if (!closed)
+    error = "cannot finish writing the log or dump file: " + std::string(std::strerror(errno));
+  return closed;
+}
+
+}  // namespace zradjust
