@@ -17,7 +17,9 @@
 // Both routines take their scratch arrays with malloc and give them back with free; they check
 // neither the positions nor the values, and no pivot is tested for zero before it divides. Every
 // inner sum runs in ascending column order, so the results are identical bit for bit from run
-// to run and from build to build. n ≤ 0 is an empty system and succeeds.
+// to run and from build to build. n ≤ 0 is an empty system and succeeds. Internally several
+// independent sums run at once (rows of a block, right-hand sides side by side), each one
+// still the same chain of operations in the same order.
 
 #include <cstdint>
 
@@ -47,3 +49,26 @@ std::int32_t COMPACT_SOLVE_2(
     const double* compactValues,       // diagPos[n − 1] slots holding L and D, read only
     double* rightHandSides,            // n·rightHandSideCount doubles, b on entry, x on exit
     std::int32_t rightHandSideCount);  // number of right-hand sides stored one after another
+
+// True when every strictly lower slot of the factors (every element of L) is finite.
+bool CompactFactorsFinite(
+    std::int32_t n,                // order of the matrix
+    const std::uint32_t* diagPos,  // n one-based positions of the diagonals in compactValues
+    const double* compactValues);  // diagPos[n − 1] slots holding L and D, read only
+
+// Columns firstColumn to firstColumn + columnCount − 1 of (L·D·Lᵀ)⁻¹ from the factors of
+// COMPACT_FACTORIZE_2, stored one after another (n doubles each) in columns. Column c is
+// identical bit for bit to what COMPACT_SOLVE_2 gives for the unit vector e_c. factorsFinite
+// must be CompactFactorsFinite of the same factors: with finite factors the leading zeros of
+// e_c stay +0.0 exactly and the forward pass skips them.
+// Requires 0 ≤ firstColumn and firstColumn + columnCount ≤ n (not checked).
+// Returns 0; −1 when a scratch allocation failed, in which case nothing is written to standard
+// output and columns is unchanged (the caller can solve column by column instead).
+std::int32_t SolveUnitColumns(
+    std::int32_t n,                // order of the matrix
+    const std::uint32_t* diagPos,  // n one-based positions of the diagonals in compactValues
+    const double* compactValues,   // diagPos[n − 1] slots holding L and D, read only
+    bool factorsFinite,            // CompactFactorsFinite(n, diagPos, compactValues)
+    std::int32_t firstColumn,      // first unit vector e_firstColumn
+    std::int32_t columnCount,      // number of consecutive unit vectors
+    double* columns);              // n·columnCount doubles, written

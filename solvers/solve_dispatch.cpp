@@ -1,5 +1,6 @@
 #include "solvers/solve_dispatch.h"
 
+#include <algorithm>
 #include <cmath>
 #include <cstddef>
 #include <vector>
@@ -14,6 +15,9 @@ namespace {
 // Deliberate: only the low seven bits choose the solver, so 0x80 on its own takes the compact
 // path. Callers' solver codes depend on this mask; keep it.
 constexpr std::uint8_t directSolverMask = 0x7F;
+
+// Columns of the inverse solved side by side.
+constexpr std::uint32_t inverseBlockColumns = 16;
 
 // The direct-solver path. The triplets of N are formed but not handed over: the driver reads
 // its own hand-over area, which stays unfilled, and x leaves as zeros. This path is wired only
@@ -47,6 +51,41 @@ double EuclideanNorm(const DenseVector& r) {
     sum = sum + r[i] * r[i];
   }
   return std::sqrt(sum);
+}
+
+// Q(r, c) := x(r) for every r with x(r) not exactly zero; column c of Q is empty before.
+void StoreColumn(SparseMatrix& Q, std::uint32_t c, const double* x, std::uint32_t n) {
+  for (std::uint32_t r = 0; r < n; ++r) {
+    if (x[r] != 0.0) {
+      SetElement(Q, r, c, x[r]);
+    }
+  }
+}
+
+// Column c of N⁻¹ is the solution for the unit vector e_c. The columns are solved in blocks,
+// side by side, each exactly as a solve of e_c on its own would give it, and stored in
+// ascending column order, so every row of Q grows at its end. Should the block's scratch not be
+// had, its columns are solved one at a time.
+void StoreInverse(const CompactForm& form, std::int32_t order, SparseMatrix& Q) {
+  std::uint32_t n = static_cast<std::uint32_t>(order);
+  bool factorsFinite = CompactFactorsFinite(order, form.diagonalPositions, form.values);
+  std::vector<double> block(static_cast<std::size_t>(n) * inverseBlockColumns);
+  for (std::uint32_t c0 = 0; c0 < n; c0 += inverseBlockColumns) {
+    std::uint32_t count = std::min<std::uint32_t>(inverseBlockColumns, n - c0);
+    if (SolveUnitColumns(order, form.diagonalPositions, form.values, factorsFinite,
+                         static_cast<std::int32_t>(c0), static_cast<std::int32_t>(count),
+                         block.data()) != 0) {
+      for (std::uint32_t t = 0; t < count; ++t) {
+        double* column = block.data() + static_cast<std::size_t>(t) * n;
+        std::fill(column, column + n, 0.0);
+        column[c0 + t] = 1.0;
+        COMPACT_SOLVE_2(order, form.diagonalPositions, form.values, column, 1);
+      }
+    }
+    for (std::uint32_t t = 0; t < count; ++t) {
+      StoreColumn(Q, c0 + t, block.data() + static_cast<std::size_t>(t) * n, n);
+    }
+  }
 }
 
 }  // namespace
@@ -103,17 +142,7 @@ bool InvertCompact(const SparseMatrix& N, SparseMatrix& Q) {
   std::int32_t flag = 0;
   COMPACT_FACTORIZE_2(order, form.diagonalPositions, form.values, &flag);
   if (flag == 0) {
-    // Column c of N⁻¹ is the solution for the unit vector e_c.
-    for (std::uint32_t c = 0; c < n; ++c) {
-      DenseVector column(n, 0.0);
-      column[c] = 1.0;
-      COMPACT_SOLVE_2(order, form.diagonalPositions, form.values, column.data(), 1);
-      for (std::uint32_t r = 0; r < n; ++r) {
-        if (column[r] != 0.0) {
-          SetElement(Q, r, c, column[r]);
-        }
-      }
-    }
+    StoreInverse(form, order, Q);
   }
   ReleaseCompactForm(form);
   return flag == 0;

@@ -3,11 +3,13 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <cstring>
 #include <limits>
 #include <random>
 #include <vector>
 
 #include "solvers/compact_form.h"
+#include "solvers/compact_ldlt.h"
 
 namespace {
 
@@ -146,6 +148,57 @@ TEST(SolveDispatch, InverseTimesNormalMatrixIsIdentity) {
   EXPECT_EQ(GetElement(Q, 0, 0), -0.5);
   EXPECT_EQ(GetElement(Q, 1, 1), 0.25);
   EXPECT_EQ(GetElement(Q, 2, 2), 0.125);
+}
+
+TEST(SolveDispatch, InverseColumnsAreTheSingleSolvesBitForBit) {
+  // The inverse solves its unit vectors side by side; each column must be exactly what a solve
+  // of e_c on its own gives, without its exact zeros. Orders around the block of columns, an
+  // indefinite N (negative pivots), and a NaN in N (factors not finite).
+  std::mt19937 rng(4711);
+  struct Case {
+    int n;
+    bool indefinite, nan;
+  };
+  for (Case c : {Case{1, false, false}, Case{15, false, false}, Case{16, true, false},
+                 Case{17, false, false}, Case{70, true, false}, Case{40, false, true}}) {
+    SCOPED_TRACE(testing::Message()
+                 << "n=" << c.n << " indefinite=" << c.indefinite << " nan=" << c.nan);
+    Dense m = RandomPositiveDefinite(c.n, rng);
+    for (int i = 1; c.indefinite && i < c.n; i += 3)
+      m[i][i] = -m[i][i];
+    if (c.nan) m[20][20] = std::nan("");
+    SparseMatrix N = Sparse(m);
+    SparseMatrix Q;
+    bool ok = InvertCompact(N, Q);
+
+    CompactForm form;
+    ASSERT_TRUE(BuildCompactForm(N, form));
+    std::int32_t flag = 0;
+    COMPACT_FACTORIZE_2(c.n, form.diagonalPositions, form.values, &flag);
+    ASSERT_EQ(ok, flag == 0);
+    EXPECT_EQ(CompactFactorsFinite(c.n, form.diagonalPositions, form.values), !c.nan);
+    EXPECT_TRUE(ok);
+    std::size_t stored = 0;
+    for (int col = 0; ok && col < c.n; ++col) {
+      std::vector<double> e(c.n, 0.0);
+      e[col] = 1.0;
+      COMPACT_SOLVE_2(c.n, form.diagonalPositions, form.values, e.data(), 1);
+      for (int r = 0; r < c.n; ++r) {
+        const double* q = Q.rows[r].Find(static_cast<std::uint32_t>(col));
+        if (e[r] == 0.0) {
+          EXPECT_EQ(q, nullptr) << r << "," << col;
+          continue;
+        }
+        ++stored;
+        ASSERT_NE(q, nullptr) << r << "," << col;
+        bool same =
+            (std::isnan(*q) && std::isnan(e[r])) || std::memcmp(q, &e[r], sizeof(double)) == 0;
+        EXPECT_TRUE(same) << r << "," << col << ": " << *q << " against " << e[r];
+      }
+    }
+    EXPECT_EQ(Q.EntryCount(), stored);
+    ReleaseCompactForm(form);
+  }
 }
 
 TEST(SolveDispatch, BuildFailuresLeaveInputsAlone) {
