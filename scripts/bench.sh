@@ -1,0 +1,86 @@
+#!/usr/bin/env bash
+# Builds the benchmarks in Release, runs the micro and the macro benchmarks and writes
+# bench/RESULTS.md with the machine they ran on.
+#
+#   scripts/bench.sh            sizes 1,000, 5,000 and 20,000 points, end-to-end runs of
+#                               zr-adjust on 1,000 (with inverse) and 10,000 points
+#   scripts/bench.sh --quick    sizes 1,000 and 5,000, shorter micro runs
+#
+# Environment: BUILD_DIR (default build-bench, or build when only that exists), SIZES (a
+# comma-separated list overriding the sizes), STEPS (adjustment steps timed per size, default 2),
+# MIN_TIME (--benchmark_min_time of the micro benchmarks, seconds).
+# The results are written only when every run succeeded.
+set -euo pipefail
+
+root="$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)"
+quick=false
+for argument in "$@"; do
+  case "$argument" in
+    --quick) quick=true ;;
+    -h|--help) sed -n '2,13p' "$0"; exit 0 ;;
+    *) echo "bench.sh: unknown option '$argument'" >&2; exit 2 ;;
+  esac
+done
+
+if [ -z "${BUILD_DIR:-}" ]; then
+  BUILD_DIR="$root/build-bench"
+  if [ ! -d "$BUILD_DIR" ] && [ -d "$root/build" ]; then
+    BUILD_DIR="$root/build"
+  fi
+fi
+if $quick; then
+  sizes="${SIZES:-1000,5000}"
+  minTime="${MIN_TIME:-0.05}"
+else
+  sizes="${SIZES:-1000,5000,20000}"
+  minTime="${MIN_TIME:-0.5}"
+fi
+steps="${STEPS:-2}"
+
+cmake -S "$root" -B "$BUILD_DIR" -DCMAKE_BUILD_TYPE=Release -DZR_BUILD_BENCHMARKS=ON >/dev/null
+cmake --build "$BUILD_DIR" -j"$(nproc)" \
+  --target zr-network-gen zr-micro-bench zr-macro-bench zr-adjust >/dev/null
+
+work="$(mktemp -d)"
+trap 'rm -rf "$work"' EXIT
+
+echo "bench.sh: micro benchmarks (min time ${minTime} s)" >&2
+"$BUILD_DIR/bench/zr-micro-bench" --benchmark_min_time="$minTime" >"$work/micro.txt"
+
+echo "bench.sh: macro benchmark (sizes $sizes)" >&2
+"$BUILD_DIR/bench/zr-macro-bench" --sizes "$sizes" --steps "$steps" \
+  --zr-adjust "$BUILD_DIR/tools/zr-adjust/zr-adjust" --workdir "$work" >"$work/macro.md"
+
+compiler="$(sed -n 's/^CMAKE_CXX_COMPILER:[A-Z]*=//p' "$BUILD_DIR/CMakeCache.txt")"
+{
+  echo "# Benchmark results"
+  echo
+  echo "Written by scripts/bench.sh$($quick && echo ' --quick'); rerun it to refresh this page."
+  echo
+  echo "| machine | |"
+  echo "| --- | --- |"
+  echo "| date | $(date -u '+%Y-%m-%d %H:%M UTC') |"
+  echo "| CPU | $(lscpu | sed -n 's/^Model name: *//p' | head -n1) |"
+  echo "| cores | $(nproc) available, $(lscpu | sed -n 's/^CPU(s): *//p' | head -n1) in the machine |"
+  echo "| memory | $(awk '/^MemTotal:/ { printf "%.1f GiB", $2 / 1048576 }' /proc/meminfo) |"
+  echo "| compiler | $("${compiler:-c++}" --version | head -n1) |"
+  echo "| build | Release, -O2 -ffp-contract=off |"
+  echo "| load average at the end | $(cut -d' ' -f1-3 /proc/loadavg) |"
+  echo "| commit | $(git -C "$root" rev-parse --short HEAD 2>/dev/null || echo 'none yet') |"
+  echo
+  echo "## Adjustment steps and solvers"
+  echo
+  echo "Timers are the library's own (milliseconds, per step, averaged over the timed steps);"
+  echo "the peers run once each on the N and b of the last step. The profile is the number of"
+  echo "slots of N's compact row storage, Σ (i − first(i) + 1)."
+  echo
+  cat "$work/macro.md"
+  echo
+  echo "## Micro benchmarks"
+  echo
+  echo '```'
+  cat "$work/micro.txt"
+  echo '```'
+} >"$work/RESULTS.md"
+cp "$work/RESULTS.md" "$root/bench/RESULTS.md"
+echo "bench.sh: wrote $root/bench/RESULTS.md" >&2
