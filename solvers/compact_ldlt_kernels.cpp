@@ -6,10 +6,6 @@
 #include <cstring>
 #include <limits>
 
-// The helpers below take and return four-double vectors by value. They are all inlined into
-// the two compiled copies of each pass, so no call ever crosses the ABI the warning is about.
-#pragma GCC diagnostic ignored "-Wpsabi"
-
 namespace {
 
 // Four doubles handled as one. Each lane's −, × and / is the IEEE operation of its scalar; on
