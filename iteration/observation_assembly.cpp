@@ -4,25 +4,26 @@
 #include <map>
 #include <typeinfo>
 
+#include "model_access/unknown_columns.h"
 #include "model_access/value_handle.h"
 
 namespace {
 
 // Row i of A: the partials with respect to unknowns, at their columns.
-void FillDesignRow(ZR::VOObservation& observation, const UnknownIndex& unknowns, std::uint32_t row,
-                   SparseMatrix& A) {
+void FillDesignRow(ZR::VOObservation& observation, const UnknownColumns& unknowns,
+                   std::uint32_t row, SparseMatrix& A) {
   std::map<ValueHandle, double> partials;
   observation.GetPartials(partials);
   for (const auto& [handle, partial] : partials) {
-    const auto unknown = unknowns.find(handle);
-    if (unknown == unknowns.end()) {
+    const std::uint32_t* column = unknowns.Find(handle.id);
+    if (column == nullptr) {
       continue;  // a fixed value object, or one outside the model's values
     }
     // Every value object an observation depends on must resolve; the pointer goes into a copy
     // of the handle, so nothing is cached beyond this entry.
     const ValueHandle local = handle;
     static_cast<void>(Resolve(local));
-    SetElement(A, row, unknown->second, partial);
+    SetElement(A, row, *column, partial);
   }
 }
 
@@ -68,9 +69,10 @@ void AssembleObservations(const std::set<ZR::VOObservation*>& observations,
                           const UnknownIndex& unknowns, bool adaptiveWeights, double weightScale,
                           std::FILE* correctionLog, SparseMatrix& A, SparseMatrix& P,
                           DenseVector& l) {
+  const UnknownColumns columns(unknowns);
   std::uint32_t row = 0;
   for (ZR::VOObservation* observation : observations) {
-    FillDesignRow(*observation, unknowns, row, A);
+    FillDesignRow(*observation, columns, row, A);
     const double difference = observation->GetDifference();
     // The dynamic type is queried as the framework's model classes always do; the answer is
     // not needed, but a null observation fails here with std::bad_typeid.
