@@ -54,9 +54,11 @@ void FactorizeRowBlocks(std::int32_t n,              // order
 // operations of the plain one-at-a-time solve.
 //
 // skipBelow = 0 is the plain solve. With skipBelow = c > 0 every right-hand side must hold
-// +0.0 in rows 0 to c − 1, and every strictly lower factor must be finite: then those rows stay
-// +0.0 through the forward pass and every forward term l(i, k)·x(k) with k < c leaves the sum
-// unchanged, so the pass starts at row c and each sum at max(f(i), c), with identical results.
+// +0.0 in rows 0 to c − 1 and no −0.0 in any row, and every strictly lower factor must be
+// finite: then those rows stay +0.0 through the forward pass, and every forward term
+// l(i, k)·x(k) with k < c is a zero subtracted from a sum that is still its row's start value
+// (+0.0 or non-zero), which it leaves unchanged; so the pass starts at row c and each sum at
+// max(f(i), c), with identical results. Unit right-hand sides qualify.
 void SolveInterleaved(std::int32_t n,                    // order
                       const double* const* rowDiagonal,  // n row pointers to the factors
                       const std::int32_t* first,         // n first columns

@@ -2,226 +2,238 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
-#include <cstring>
 #include <limits>
 #include <random>
+#include <utility>
 #include <vector>
+
+#include "solvers/compact_ldlt_kernels.h"
+#include "solvers/solver_test_support.h"
 
 #if defined(__SANITIZE_ADDRESS__)
 // From the sanitizer runtime (its header does not come with every compiler).
 extern "C" std::size_t __sanitizer_get_current_allocated_bytes();
+std::size_t AllocatedBytes() {
+  return __sanitizer_get_current_allocated_bytes();
+}
 #else
 #include <malloc.h>
+std::size_t AllocatedBytes() {
+  return mallinfo2().uordblks;
+}
 #endif
 
 namespace {
 
-constexpr double eps = std::numeric_limits<double>::epsilon();
+using solver_test::SameBits;
 
-struct Compact {
+// Compact storage with the first column of every row.
+struct Profile {
   std::vector<std::uint32_t> diagPos;
   std::vector<double> values;
+  std::vector<std::int32_t> first;
+  std::int32_t n() const { return static_cast<std::int32_t>(diagPos.size()); }
+  double& at(std::int32_t i, std::int32_t j) { return values[diagPos[i] - 1 - (i - j)]; }
 };
 
-// Compact storage of the lower triangle of dense, row i from first[i].
-Compact Pack(const std::vector<std::vector<double>>& dense, const std::vector<int>& first) {
-  Compact c;
-  for (std::size_t i = 0; i < dense.size(); ++i) {
-    for (std::size_t j = first[i]; j <= i; ++j)
-      c.values.push_back(dense[i][j]);
-    c.diagPos.push_back(static_cast<std::uint32_t>(c.values.size()));
-  }
-  return c;
-}
-
-Compact Diagonal(const std::vector<double>& d) {
-  Compact c{{}, d};
-  for (std::uint32_t i = 1; i <= d.size(); ++i)
-    c.diagPos.push_back(i);
-  return c;
-}
-
-// Dense Gaussian elimination with partial pivoting: an independent reference solution.
-std::vector<double> DenseSolve(std::vector<std::vector<double>> m, std::vector<double> b) {
-  std::size_t n = b.size();
-  for (std::size_t k = 0; k < n; ++k) {
-    std::size_t p = k;
-    for (std::size_t i = k + 1; i < n; ++i)
-      if (std::fabs(m[i][k]) > std::fabs(m[p][k])) p = i;
-    std::swap(m[k], m[p]);
-    std::swap(b[k], b[p]);
-    for (std::size_t i = k + 1; i < n; ++i) {
-      double f = m[i][k] / m[k][k];
-      for (std::size_t j = k; j < n; ++j)
-        m[i][j] -= f * m[k][j];
-      b[i] -= f * b[k];
-    }
-  }
-  std::vector<double> x(n);
-  for (std::size_t i = n; i-- > 0;) {
-    double s = b[i];
-    for (std::size_t j = i + 1; j < n; ++j)
-      s -= m[i][j] * x[j];
-    x[i] = s / m[i][i];
-  }
-  return x;
-}
-
-std::size_t AllocatedBytes() {
-#if defined(__SANITIZE_ADDRESS__)
-  return __sanitizer_get_current_allocated_bytes();
-#else
-  return mallinfo2().uordblks;
-#endif
-}
-
-TEST(CompactLdlt, HandCheckedFactorsAndSolutions) {
+TEST(CompactLdlt, HandCheckedCases) {
+  // Quotient 1e-30 from rows 1 and 2, large enough an order for the kept scratch to show.
+  Profile smallPivot{{}, std::vector<double>(1000, 1.0), {}};
+  for (std::uint32_t i = 1; i <= 1000; ++i)
+    smallPivot.diagPos.push_back(i);
+  smallPivot.values[1] = 1e-30;
   struct Case {
     const char* name;
-    Compact matrix;
-    std::vector<double> factors;
-    std::vector<double> b;
-    std::vector<double> x;
+    Profile matrix;
+    std::int32_t result;
+    std::vector<double> factors;  // empty: the values stay as they are
+    std::vector<double> b, x;
   };
-  std::vector<Case> cases = {
-      {"[[4,2],[2,3]]", {{1, 3}, {4, 2, 3}}, {4, 0.5, 2}, {2, 1}, {0.5, 0}},
-      // d1 = 1 − 4 = −3 is stored as 3: a solution of a different system, and no failure.
-      {"[[1,2],[2,1]]",
-       {{1, 3}, {1, 2, 1}},
-       {1, 2, 3},
-       {1, 1},
-       {1.0 - 2.0 * (-1.0 / 3.0), -1.0 / 3.0}},
-      // Row 0 is left as it stands, later pivots lose their sign.
-      {"diagonal (-2,-4,5)", Diagonal({-2, -4, 5}), {-2, 4, 5}, {1, 2, 5}, {-0.5, 0.5, 1}},
-      // Every examined pivot zero: 0/0 is NaN and passes.
-      {"diagonal (1,0,0)", Diagonal({1, 0, 0}), {1, 0, 0}, {}, {}},
-      {"diagonal (1e-30,1,1)", Diagonal({1e-30, 1, 1}), {1e-30, 1, 1}, {}, {}},
-      {"order 1, negative", Diagonal({-4}), {-4}, {2}, {-0.5}},
+  const std::vector<Case> cases = {
+      {"[[4,2],[2,3]]", {{1, 3}, {4, 2, 3}, {}}, 0, {4, 0.5, 2}, {2, 1}, {0.5, 0}},
+      // d1 = 1 − 4 = −3 is stored as 3: the solution of another system, and no failure.
+      {"[[1,2],[2,1]]", {{1, 3}, {1, 2, 1}, {}}, 0, {1, 2, 3}, {1, 1}, {1 + 2 / 3.0, -1 / 3.0}},
+      {"diagonal (1e-30,1,1): row 0 takes no part", {{1, 2, 3}, {1e-30, 1, 1}, {}}, 0, {}, {}, {}},
+      {"diagonal (1,0,0): 0/0 is NaN and passes", {{1, 2, 3}, {1, 0, 0}, {}}, 0, {}, {}, {}},
+      {"diagonal (1,1e-30,1,…)", smallPivot, -1, {}, {}, {}},
   };
-  for (Case& c : cases) {
+  for (Case c : cases) {
     SCOPED_TRACE(c.name);
-    std::int32_t n = static_cast<std::int32_t>(c.matrix.diagPos.size());
-    std::int32_t flag = 0;
-    EXPECT_EQ(COMPACT_FACTORIZE_2(n, c.matrix.diagPos.data(), c.matrix.values.data(), &flag), 0);
-    EXPECT_EQ(flag, 0);
-    EXPECT_EQ(c.matrix.values, c.factors);
-    if (c.b.empty()) continue;
-    EXPECT_EQ(COMPACT_SOLVE_2(n, c.matrix.diagPos.data(), c.matrix.values.data(), c.b.data(), 1),
-              0);
+    Profile& a = c.matrix;
+    const std::vector<double> input = a.values;
+    std::int32_t flag = 7;
+    testing::internal::CaptureStdout();
+    const std::size_t before = AllocatedBytes();
+    const std::int32_t result =
+        COMPACT_FACTORIZE_2(a.n(), a.diagPos.data(), a.values.data(), &flag);
+    const std::size_t kept = AllocatedBytes() - before;
+    if (!c.b.empty()) COMPACT_SOLVE_2(a.n(), a.diagPos.data(), a.values.data(), c.b.data(), 1);
+    EXPECT_EQ(testing::internal::GetCapturedStdout(), "");
+    EXPECT_EQ(result, c.result);
+    EXPECT_EQ(flag, result == 0 ? 7 : 1);
+    EXPECT_GE(kept, result == 0 ? 0 : a.n() * (2 * sizeof(double) + sizeof(std::int32_t)));
+    EXPECT_EQ(a.values, c.factors.empty() ? input : c.factors);
     for (std::size_t i = 0; i < c.x.size(); ++i)
-      EXPECT_NEAR(c.b[i], c.x[i], 4 * eps * std::fabs(c.x[i])) << i;
+      EXPECT_NEAR(c.b[i], c.x[i], 4 * solver_test::eps * std::fabs(c.x[i])) << i;
   }
 }
 
-TEST(CompactLdlt, SmallPivotQuotientSetsFlagAndKeepsScratch) {
-  // Rows 1 and 2 give min 1e-30 and max 1; the scratch of the failing call stays allocated.
-  const std::int32_t n = 1000;
-  Compact c = Diagonal(std::vector<double>(n, 1.0));
-  c.values[1] = 1e-30;
-  std::int32_t flag = 0;
-  std::size_t before = AllocatedBytes();
-  EXPECT_EQ(COMPACT_FACTORIZE_2(n, c.diagPos.data(), c.values.data(), &flag), -1);
-  std::size_t after = AllocatedBytes();
-  EXPECT_EQ(flag, 1);
-  EXPECT_GE(after - before, n * (sizeof(double*) + sizeof(double) + sizeof(std::int32_t)));
-  EXPECT_EQ(c.values[1], 1e-30);
-
-  // A successful call gives everything back, and leaves the flag alone.
-  Compact ok = Diagonal(std::vector<double>(n, 2.0));
-  flag = 7;
-  before = AllocatedBytes();
-  EXPECT_EQ(COMPACT_FACTORIZE_2(n, ok.diagPos.data(), ok.values.data(), &flag), 0);
-  EXPECT_EQ(AllocatedBytes(), before);
-  EXPECT_EQ(flag, 7);
+// The plain row loops of the factorisation and the solve, kept apart from the routines: the
+// blocked passes must give their bits exactly. Returns the extremes of the pivots of rows 1 on.
+PivotExtremes ReferenceFactorize(Profile& p) {
+  std::vector<double> g(p.n());
+  PivotExtremes extremes{0.0, 1.7976931348623157e308, 0, 0};
+  for (std::int32_t i = 1; i < p.n(); ++i) {
+    for (std::int32_t j = p.first[i]; j < i; ++j) {
+      g[j] = p.at(i, j);
+      for (std::int32_t k = std::max(p.first[j], p.first[i]); k < j; ++k)
+        g[j] = g[j] - p.at(j, k) * g[k];
+      p.at(i, j) = g[j] / p.at(j, j);
+    }
+    for (std::int32_t k = p.first[i]; k < i; ++k)
+      p.at(i, i) = p.at(i, i) - p.at(i, k) * g[k];
+    p.at(i, i) = std::fabs(p.at(i, i));
+    extremes.maxD = std::max(extremes.maxD, p.at(i, i));
+    extremes.minD = std::min(extremes.minD, p.at(i, i));
+  }
+  return extremes;
 }
 
-TEST(CompactLdlt, SilentOnSuccessAndFailure) {
-  Compact c = Diagonal({1, 1e-30, 1});
-  std::int32_t flag = 0;
-  testing::internal::CaptureStdout();
-  COMPACT_FACTORIZE_2(3, c.diagPos.data(), c.values.data(), &flag);
-  std::vector<double> b(3, 1.0);
-  COMPACT_SOLVE_2(3, c.diagPos.data(), c.values.data(), b.data(), 1);
-  EXPECT_EQ(testing::internal::GetCapturedStdout(), "");
+void ReferenceSolve(Profile& p, double* x, std::size_t stride) {  // x(k) is x[k·stride]
+  for (std::int32_t i = 1; i < p.n(); ++i)
+    for (std::int32_t k = p.first[i]; k < i; ++k)
+      x[i * stride] = x[i * stride] - p.at(i, k) * x[k * stride];
+  for (std::int32_t i = 0; i < p.n(); ++i)
+    x[i * stride] = x[i * stride] / p.at(i, i);
+  for (std::int32_t i = p.n() - 1; i >= 1; --i)
+    for (std::int32_t k = p.first[i]; k < i; ++k)
+      x[k * stride] = x[k * stride] - p.at(i, k) * x[i * stride];
 }
 
-// Random symmetric positive definite matrices in a given profile, with zeros inside the
-// profile and rows that start at their diagonal.
-struct Profiled {
-  std::vector<std::vector<double>> dense;
-  std::vector<int> first;
+enum class Shape { band, skyline, stairs };
+struct Case {
+  Shape shape;
+  std::int32_t n, width;
+  bool zeroPivots;  // row 0's pivot (not made absolute, it divides later rows) and a later one
 };
 
-Profiled RandomProfile(int n, int band, bool variable, std::mt19937& rng) {
-  std::uniform_real_distribution<double> value(-1.0, 1.0);
-  std::uniform_int_distribution<int> width(0, band);
-  Profiled p{std::vector<std::vector<double>>(n, std::vector<double>(n, 0.0)), {}};
-  for (int i = 0; i < n; ++i) {
-    int f = std::max(0, i - (variable ? width(rng) : band));
-    p.first.push_back(f);
-    for (int j = f; j < i; ++j) {
-      // A third of the slots stay zero (a gap inside the profile), except the first.
-      double v = (j != f && rng() % 3 == 0) ? 0.0 : value(rng);
-      p.dense[i][j] = p.dense[j][i] = v;
+// Random symmetric matrices in compact storage. Small integers and zeros of both signs make
+// exact cancellations (and so signed zeros) frequent; negative pivots are common.
+Profile RandomProfile(const Case& c, std::mt19937& rng) {
+  Profile p;
+  const double pool[] = {-2.0, -1.0, -0.5, -0.0, 0.0, 0.0, 0.5, 1.0, 2.0, 3.0};
+  std::uniform_real_distribution<double> real(-1.0, 1.0);
+  for (std::int32_t i = 0, stairFirst = 0; i < c.n; ++i) {
+    const std::int32_t reach = std::min<std::int32_t>(i, rng() % (c.width + 1));
+    std::int32_t f = c.shape == Shape::band ? std::max(0, i - c.width) : i - reach;
+    if (c.shape == Shape::skyline && rng() % 5 == 0) f = i;
+    if (c.shape == Shape::stairs) {
+      if (rng() % 3 == 0) stairFirst = std::max(stairFirst, i - reach);
+      f = std::min(stairFirst, i);
     }
+    p.first.push_back(f);
+    for (std::int32_t j = f; j <= i; ++j) {
+      double v = rng() % 2 ? pool[rng() % 10] : real(rng);
+      if (j == i && rng() % 4 != 0) v += (rng() % 2 ? 1.0 : -1.0) * (i - f + 2);
+      p.values.push_back(v);
+    }
+    p.diagPos.push_back(static_cast<std::uint32_t>(p.values.size()));
   }
-  for (int i = 0; i < n; ++i) {
-    double s = 1.0;
-    for (int j = 0; j < n; ++j)
-      s += std::fabs(p.dense[i][j]);
-    p.dense[i][i] = s;
-  }
+  if (c.zeroPivots) p.at(0, 0) = p.at(c.n / 3, c.n / 3) = 0.0;
   return p;
 }
 
-TEST(CompactLdlt, SolvesRandomPositiveDefiniteProfiles) {
-  std::mt19937 rng(12345);
-  struct Case {
-    int n, band;
-    bool variable;
-  };
-  for (Case c : {Case{1, 0, false}, Case{5, 1, false}, Case{40, 3, false}, Case{40, 12, true},
-                 Case{200, 30, true}, Case{60, 59, false}}) {
-    SCOPED_TRACE(testing::Message() << "n=" << c.n << " band=" << c.band);
-    Profiled p = RandomProfile(c.n, c.band, c.variable, rng);
-    Compact m = Pack(p.dense, p.first);
-    std::vector<double> b(c.n);
-    for (double& v : b)
-      v = static_cast<double>(rng() % 1000) / 100.0 - 5.0;
-    std::vector<double> reference = DenseSolve(p.dense, b);
-    std::int32_t flag = 0;
-    ASSERT_EQ(COMPACT_FACTORIZE_2(c.n, m.diagPos.data(), m.values.data(), &flag), 0);
-    ASSERT_EQ(COMPACT_SOLVE_2(c.n, m.diagPos.data(), m.values.data(), b.data(), 1), 0);
-    double scale = 0.0;
-    for (double v : reference)
-      scale = std::max(scale, std::fabs(v));
-    for (int i = 0; i < c.n; ++i)
-      EXPECT_NEAR(b[i], reference[i], 64 * c.n * eps * scale) << i;
-  }
+std::vector<Case> Cases() {
+  std::vector<Case> cases = {{Shape::skyline, 60, 14, true}};
+  for (std::int32_t n : {1, 2, 3, 5, 8, 9, 13, 37})
+    cases.push_back({Shape::band, n, n, n == 37});
+  for (Shape s : {Shape::band, Shape::skyline, Shape::stairs})
+    for (std::int32_t width : {0, 1, 3, 7, 12, 40, 90})
+      cases.push_back({s, width < 40 ? 97 : 2 * width + 30, width, false});
+  return cases;
 }
 
-TEST(CompactLdlt, SeveralRightHandSidesMatchSingleSolvesBitForBit) {
-  std::mt19937 rng(7);
-  Profiled p = RandomProfile(30, 6, true, rng);
-  Compact m = Pack(p.dense, p.first);
-  std::int32_t flag = 0;
-  ASSERT_EQ(COMPACT_FACTORIZE_2(30, m.diagPos.data(), m.values.data(), &flag), 0);
-  std::vector<double> stacked(90);
-  for (double& v : stacked)
-    v = static_cast<double>(rng() % 2001) / 7.0 - 100.0;
-  std::vector<double> single = stacked;
-  ASSERT_EQ(COMPACT_SOLVE_2(30, m.diagPos.data(), m.values.data(), stacked.data(), 3), 0);
-  for (int r = 0; r < 3; ++r)
-    ASSERT_EQ(COMPACT_SOLVE_2(30, m.diagPos.data(), m.values.data(), single.data() + 30 * r, 1), 0);
-  EXPECT_EQ(std::memcmp(stacked.data(), single.data(), stacked.size() * sizeof(double)), 0);
+TEST(CompactLdlt, BlockedPassesMatchPlainLoopsBitForBit) {
+  std::mt19937 rng(2024);
+  std::vector<KernelPath> paths = {KernelPath::portable};
+  if (__builtin_cpu_supports("avx2")) paths.push_back(KernelPath::avx2);
+  const double pool[] = {-1.0, -0.0, 0.0, 0.0, 1.0, 0.25, std::numeric_limits<double>::infinity()};
+  for (const Case& c : Cases()) {
+    SCOPED_TRACE(testing::Message() << static_cast<int>(c.shape) << " " << c.n << " " << c.width);
+    const Profile input = RandomProfile(c, rng);
+    Profile p = input;
+    const PivotExtremes expected = ReferenceFactorize(p);
+    const std::size_t n = c.n;
+    std::vector<double*> rows(n);
 
-  // No right-hand side, or an empty system, changes nothing and succeeds.
-  std::vector<double> untouched = single;
-  EXPECT_EQ(COMPACT_SOLVE_2(30, m.diagPos.data(), m.values.data(), single.data(), 0), 0);
-  EXPECT_EQ(single, untouched);
-  EXPECT_EQ(COMPACT_FACTORIZE_2(0, nullptr, nullptr, &flag), 0);
-  EXPECT_EQ(COMPACT_SOLVE_2(0, nullptr, nullptr, nullptr, 1), 0);
+    // The factorisation through the routine (the fastest path here) and each path alone.
+    std::vector<double> values = input.values;
+    std::int32_t flag = 0;
+    const bool small = expected.minD / expected.maxD < 1.0e-20;
+    EXPECT_EQ(COMPACT_FACTORIZE_2(c.n, p.diagPos.data(), values.data(), &flag), small ? -1 : 0);
+    EXPECT_EQ(flag, small ? 1 : 0);
+    EXPECT_TRUE(SameBits(values, p.values));
+    for (KernelPath path : paths) {
+      values = input.values;
+      for (std::size_t i = 0; i < n; ++i)
+        rows[i] = values.data() + p.diagPos[i] - 1;
+      std::vector<double> g(n * factorizeBlockRows);
+      PivotExtremes extremes{0.0, 1.7976931348623157e308, 1, 1};
+      FactorizeRowBlocks(c.n, rows.data(), p.first.data(), g.data(), extremes, path);
+      EXPECT_TRUE(SameBits(values, p.values)) << static_cast<int>(path);
+      EXPECT_TRUE(extremes.maxD == expected.maxD && extremes.minD == expected.minD);
+    }
+
+    const auto random = [&](std::size_t count) {
+      std::vector<double> x(count);
+      for (double& v : x)
+        v = rng() % 2 ? pool[rng() % (c.zeroPivots ? 7 : 6)] : rng() % 200 - 99.5;
+      return x;
+    };
+    // Right-hand sides one after another, solved side by side in blocks (so 3 together equal
+    // 3 alone, each being the plain solve).
+    for (std::int32_t count : {1, 3, 5, 16, 21}) {
+      std::vector<double> x = random(n * count), expected = x;
+      for (std::int32_t r = 0; r < count; ++r)
+        ReferenceSolve(p, expected.data() + r * n, 1);
+      EXPECT_EQ(COMPACT_SOLVE_2(c.n, p.diagPos.data(), p.values.data(), x.data(), count), 0);
+      EXPECT_TRUE(SameBits(x, expected)) << count;
+    }
+
+    // Interleaved on each path. With finite factors half the widths skip the leading +0.0 rows;
+    // those hold no −0.0 at all, as unit vectors (a sum from −0.0 would not survive a +0.0 term).
+    const bool finite = CompactFactorsFinite(c.n, p.diagPos.data(), p.values.data());
+    for (std::size_t i = 0; i < n; ++i)
+      rows[i] = p.values.data() + p.diagPos[i] - 1;
+    for (KernelPath path : paths) {
+      for (std::int32_t width : {4, 8, 12, 16}) {
+        const std::int32_t skip = finite && width % 8 == 0 ? c.n / 3 : 0;
+        std::vector<double> x = random(n * width);
+        for (std::size_t k = 0; skip > 0 && k < x.size(); ++k)
+          if (k < std::size_t(skip * width) || x[k] == 0.0) x[k] = 0.0;
+        std::vector<double> expected = x;
+        for (std::int32_t t = 0; t < width; ++t)
+          ReferenceSolve(p, expected.data() + t, width);
+        SolveInterleaved(c.n, rows.data(), p.first.data(), x.data(), width, skip, path);
+        EXPECT_TRUE(SameBits(x, expected)) << static_cast<int>(path) << " width " << width;
+      }
+    }
+
+    // Unit columns, all of them or a window starting inside the matrix.
+    std::vector<double> inverse(n * n, 0.0);
+    for (std::size_t col = 0; col < n; ++col) {
+      inverse[col * n + col] = 1.0;
+      ReferenceSolve(p, inverse.data() + col * n, 1);
+    }
+    const std::int32_t from = c.n % 2 == 0 ? c.n / 2 : 0;
+    std::vector<double> columns(n * (c.n - from));
+    ASSERT_EQ(SolveUnitColumns(c.n, p.diagPos.data(), p.values.data(), finite, from, c.n - from,
+                               columns.data()),
+              0);
+    EXPECT_TRUE(SameBits(columns, std::vector<double>(inverse.begin() + from * n, inverse.end())));
+  }
 }
 
 }  // namespace
