@@ -86,14 +86,7 @@ void FactorizeRows(std::int32_t n, double* const* rowDiagonal, const std::int32_
     // positive definite matrix even where the matrix is not; kept as the callers expect it.
     double pivot = std::fabs(rowDiagonal[i][0]);
     rowDiagonal[i][0] = pivot;
-    if (pivot > extremes.maxD) {
-      extremes.maxD = pivot;
-      extremes.maxIdx = i;
-    }
-    if (extremes.minD > pivot) {
-      extremes.minD = pivot;
-      extremes.minIdx = i;
-    }
+    extremes.Record(pivot, i);
   }
 }
 

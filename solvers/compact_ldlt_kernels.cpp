@@ -85,14 +85,7 @@ struct RowBlock {
   std::int32_t r = p - block.top;
   double pivot = std::fabs(block.pivot[r / laneWidth][r % laneWidth]);
   rowDiagonal[p][0] = pivot;
-  if (pivot > extremes.maxD) {
-    extremes.maxD = pivot;
-    extremes.maxIdx = p;
-  }
-  if (extremes.minD > pivot) {
-    extremes.minD = pivot;
-    extremes.minIdx = p;
-  }
+  extremes.Record(pivot, p);
 }
 
 // One term of the block's sums for column j: g_i(j) −= l(j, k)·g_i(k), only in the lanes whose

@@ -38,6 +38,18 @@ struct PivotExtremes {
   double minD;
   std::int32_t maxIdx;
   std::int32_t minIdx;
+
+  // Takes the finished pivot of row in; strict comparisons, so ties keep the earlier row.
+  void Record(double pivot, std::int32_t row) {
+    if (pivot > maxD) {
+      maxD = pivot;
+      maxIdx = row;
+    }
+    if (minD > pivot) {
+      minD = pivot;
+      minIdx = row;
+    }
+  }
 };
 
 // Rows 1 to n − 1 of L and D in place, each pivot replaced by its absolute value, exactly as the
