@@ -48,58 +48,68 @@ std::vector<Element> ElementsOf(const SparseMatrix& matrix) {
   return elements;
 }
 
-// A row at a time, columns ascending, into an empty matrix: the assembly of A.
-void BM_SetElementAscending(benchmark::State& state) {
-  const NetworkSystem system = BuildNetworkSystem(Network(state.range(0)));
-  const std::vector<Element> elements = ElementsOf(system.A);
-  for (auto _ : state) {
-    SparseMatrix A(system.A.RowCount(), system.A.columnCount);
-    for (const Element& element : elements) {
-      SetElement(A, element.row, element.column, element.value);
-    }
-    benchmark::DoNotOptimize(A.rows.data());
-  }
-  state.counters["elements/s"] = benchmark::Counter(static_cast<double>(elements.size()),
-                                                    benchmark::Counter::kIsIterationInvariantRate);
-}
-
-// The pattern of N, written in random order into an empty matrix: insertion in the middle of
-// rows that already hold entries.
-void BM_SetElementScatteredInsert(benchmark::State& state) {
-  const NetworkSystem system = BuildNetworkSystem(Network(state.range(0)));
+// The normal matrix N of a generated network of the given number of points.
+SparseMatrix NetworkNormalMatrix(std::int64_t points) {
+  const NetworkSystem system = BuildNetworkSystem(Network(points));
   SparseMatrix N;
   DenseVector b;
   FormNetworkNormalEquations(system, N, b);
-  std::vector<Element> elements = ElementsOf(N);
+  return N;
+}
+
+// The elements of matrix in a seeded random order.
+std::vector<Element> ShuffledElementsOf(const SparseMatrix& matrix) {
+  std::vector<Element> elements = ElementsOf(matrix);
   std::shuffle(elements.begin(), elements.end(), std::mt19937_64(kSeed));
+  return elements;
+}
+
+// Writes every element into an empty matrix of the given shape, once per iteration.
+void WriteIntoEmpty(benchmark::State& state, const SparseMatrix& shape,
+                    const std::vector<Element>& elements) {
   for (auto _ : state) {
-    SparseMatrix target(N.RowCount(), N.columnCount);
+    SparseMatrix target(shape.RowCount(), shape.columnCount);
     for (const Element& element : elements) {
       SetElement(target, element.row, element.column, element.value);
     }
     benchmark::DoNotOptimize(target.rows.data());
   }
-  state.counters["elements/s"] = benchmark::Counter(static_cast<double>(elements.size()),
+}
+
+void CountElementRate(benchmark::State& state, std::size_t elementCount) {
+  state.counters["elements/s"] = benchmark::Counter(static_cast<double>(elementCount),
                                                     benchmark::Counter::kIsIterationInvariantRate);
+}
+
+// A row at a time, columns ascending, into an empty matrix: the assembly of A.
+void BM_SetElementAscending(benchmark::State& state) {
+  const NetworkSystem system = BuildNetworkSystem(Network(state.range(0)));
+  const std::vector<Element> elements = ElementsOf(system.A);
+  WriteIntoEmpty(state, system.A, elements);
+  CountElementRate(state, elements.size());
+}
+
+// The pattern of N, written in random order into an empty matrix: insertion in the middle of
+// rows that already hold entries.
+void BM_SetElementScatteredInsert(benchmark::State& state) {
+  const SparseMatrix N = NetworkNormalMatrix(state.range(0));
+  const std::vector<Element> elements = ShuffledElementsOf(N);
+  WriteIntoEmpty(state, N, elements);
+  CountElementRate(state, elements.size());
 }
 
 // Read, add and write back at random existing positions of N (as the damping of the diagonal
 // and every element-wise update do).
 void BM_SetElementScatteredAccumulate(benchmark::State& state) {
-  const NetworkSystem system = BuildNetworkSystem(Network(state.range(0)));
-  SparseMatrix N;
-  DenseVector b;
-  FormNetworkNormalEquations(system, N, b);
-  std::vector<Element> elements = ElementsOf(N);
-  std::shuffle(elements.begin(), elements.end(), std::mt19937_64(kSeed));
+  SparseMatrix N = NetworkNormalMatrix(state.range(0));
+  const std::vector<Element> elements = ShuffledElementsOf(N);
   for (auto _ : state) {
     for (const Element& element : elements) {
       SetElement(N, element.row, element.column, GetElement(N, element.row, element.column) + 1.0);
     }
   }
   benchmark::DoNotOptimize(N.rows.data());
-  state.counters["elements/s"] = benchmark::Counter(static_cast<double>(elements.size()),
-                                                    benchmark::Counter::kIsIterationInvariantRate);
+  CountElementRate(state, elements.size());
 }
 
 // T = AᵀP, the first product of a step.
@@ -167,10 +177,7 @@ void BM_CompactSolve(benchmark::State& state) {
 
 // The full inverse of a network's N (one solve per unknown, every non-zero stored).
 void BM_InvertCompact(benchmark::State& state) {
-  const NetworkSystem system = BuildNetworkSystem(Network(state.range(0)));
-  SparseMatrix N;
-  DenseVector b;
-  FormNetworkNormalEquations(system, N, b);
+  const SparseMatrix N = NetworkNormalMatrix(state.range(0));
   for (auto _ : state) {
     SparseMatrix Q;
     benchmark::DoNotOptimize(InvertCompact(N, Q));
