@@ -5,7 +5,7 @@
 #include <algorithm>
 #include <cmath>
 
-#include "tools/zr-adjust/network_reader.h"
+#include "tools/zr-adjust/network/network_reader.h"
 
 namespace {
 

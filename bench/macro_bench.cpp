@@ -31,9 +31,9 @@
 #include "solvers/compact_form.h"
 #include "solvers/compact_ldlt.h"
 #include "solvers/solve_dispatch.h"
-#include "tools/zr-adjust/identifier_order.h"
-#include "tools/zr-adjust/model_builder.h"
-#include "tools/zr-adjust/network_reader.h"
+#include "tools/zr-adjust/model/identifier_order.h"
+#include "tools/zr-adjust/model/model_builder.h"
+#include "tools/zr-adjust/network/network_reader.h"
 
 #ifndef ZR_ADJUST_EXECUTABLE
 #define ZR_ADJUST_EXECUTABLE ""

@@ -25,7 +25,7 @@ corpus="$build_dir/fuzz_corpus"
 crashes="$build_dir/crashes"
 mkdir -p "$corpus" "$crashes"
 # New inputs go to the first directory; the seed corpus in the tree stays as it is.
-"$build_dir/tools/zr-adjust/network_reader_fuzzer" "$corpus" tools/zr-adjust/fuzz_corpus \
-  -dict=tools/zr-adjust/network.dict -max_total_time="$seconds" -max_len=4096 -timeout=10 \
+"$build_dir/tools/zr-adjust/network/network_reader_fuzzer" "$corpus" tools/zr-adjust/fuzz_corpus \
+  -dict=tools/zr-adjust/network/network.dict -max_total_time="$seconds" -max_len=4096 -timeout=10 \
   -print_final_stats=1 -artifact_prefix="$crashes/"
 echo "fuzz.sh: no crash in $seconds s"

@@ -14,7 +14,7 @@
 #include <vector>
 
 #include "iteration/adjustment_model.h"
-#include "tools/zr-adjust/adjustment_report.h"
+#include "tools/zr-adjust/report/adjustment_report.h"
 #include "tools/zr-adjust/options.h"
 
 namespace zradjust {

@@ -8,13 +8,13 @@
 
 #include "iteration/adjustment_model.h"
 #include "tools/zr-adjust/adjustment_run.h"
-#include "tools/zr-adjust/identifier_order.h"
-#include "tools/zr-adjust/model_builder.h"
-#include "tools/zr-adjust/network_reader.h"
+#include "tools/zr-adjust/model/identifier_order.h"
+#include "tools/zr-adjust/model/model_builder.h"
+#include "tools/zr-adjust/network/network_reader.h"
 #include "tools/zr-adjust/options.h"
 #include "tools/zr-adjust/report_collection.h"
 #include "tools/zr-adjust/run_outputs.h"
-#include "tools/zr-adjust/text_report.h"
+#include "tools/zr-adjust/report/text_report.h"
 
 namespace {
 

@@ -4,7 +4,7 @@
 #include <string>
 #include <vector>
 
-#include "tools/zr-adjust/identifier_order.h"
+#include "tools/zr-adjust/model/identifier_order.h"
 
 namespace zradjust {
 

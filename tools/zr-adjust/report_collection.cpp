@@ -77,7 +77,7 @@ AdjustmentReport CollectReport(const Network& network, ModelObjects& objects,
 
   for (std::size_t p = 0; p < network.points.size(); ++p) {
     report.points.push_back(
-        CollectPoint(network.points[p], p, objects, model, run.inverseComputed, report.sigma0));
+        CollectPoint(network.points[p], p, objects, model, run.inverseComputed, report.sigma0.value_or(0.0)));
   }
   for (std::size_t i = 0; i < network.observations.size(); ++i) {
     const SurveyObservation& source = network.observations[i];

@@ -4,10 +4,10 @@
 #include <string>
 
 #include "iteration/adjustment_model.h"
-#include "tools/zr-adjust/adjustment_report.h"
+#include "tools/zr-adjust/report/adjustment_report.h"
 #include "tools/zr-adjust/adjustment_run.h"
-#include "tools/zr-adjust/model_builder.h"
-#include "tools/zr-adjust/network.h"
+#include "tools/zr-adjust/model/model_builder.h"
+#include "tools/zr-adjust/network/network.h"
 
 namespace zradjust {
 

@@ -3,8 +3,8 @@
 #include <cerrno>
 #include <cstring>
 
-#include "tools/zr-adjust/json_report.h"
-#include "tools/zr-adjust/svg_plot.h"
+#include "tools/zr-adjust/report/json_report.h"
+#include "tools/zr-adjust/report/svg_plot.h"
 
 namespace zradjust {
 namespace {

@@ -10,9 +10,9 @@
 #include <memory>
 #include <string>
 
-#include "tools/zr-adjust/adjustment_report.h"
+#include "tools/zr-adjust/report/adjustment_report.h"
 #include "tools/zr-adjust/options.h"
-#include "tools/zr-adjust/output_file.h"
+#include "tools/zr-adjust/report/output_file.h"
 
 namespace zradjust {
 

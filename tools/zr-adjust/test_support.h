@@ -13,7 +13,7 @@
 #include <string>
 #include <vector>
 
-#include "tools/zr-adjust/network_reader.h"
+#include "tools/zr-adjust/network/network_reader.h"
 
 namespace zradjust {
 

@@ -1,4 +1,4 @@
-#include "tools/zr-adjust/text_report.h"
+#include "tools/zr-adjust/report/text_report.h"
 
 #include <cmath>
 #include <cstdarg>
@@ -60,7 +60,7 @@ void WriteSummary(std::ostream& out, const AdjustmentReport& report) {
     state = Format("NOT converged: iteration limit reached, tolerance %g m", report.tolerance);
   }
   out << Format("  iterations       %zu (%s)\n", report.iterations.size(), state.c_str());
-  out << Format("  sigma0           %.4f\n", report.sigma0);
+  out << Format("  sigma0           %.4f\n", report.sigma0.value_or(NAN));
   if (!report.inverseComputed) {
     out << "  standard deviations not computed (no inverse of the normal matrix)\n";
   }

@@ -1,4 +1,4 @@
-#include "tools/zr-adjust/output_file.h"
+#include "tools/zr-adjust/report/output_file.h"
 
 #include <sys/stat.h>
 #include <unistd.h>

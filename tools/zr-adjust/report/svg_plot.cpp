@@ -1,4 +1,4 @@
-#include "tools/zr-adjust/svg_plot.h"
+#include "tools/zr-adjust/report/svg_plot.h"
 
 #include <algorithm>
 #include <cmath>
@@ -271,7 +271,7 @@ void WriteSvgPlot(std::ostream& out, const AdjustmentReport& report) {
                              ? Format(
                                    "plan, X right, Y up; standard error ellipses (1\xCF\x83) "
                                    "enlarged %g\xC3\x97; \xCF\x83\xE2\x82\x80 = %.3f",
-                                   enlargement, report.sigma0)
+                                   enlargement, report.sigma0.value_or(NAN))
                              : "plan, X right, Y up; no error ellipses (inverse not computed)";
   out << Format("  <text x=\"%.0f\" y=\"54\" font-size=\"13\" fill=\"#444444\">%s</text>\n",
                 marginLeft, subtitle.c_str());

@@ -9,7 +9,7 @@
 #include <ostream>
 #include <string>
 
-#include "tools/zr-adjust/adjustment_report.h"
+#include "tools/zr-adjust/report/adjustment_report.h"
 
 namespace zradjust {
 

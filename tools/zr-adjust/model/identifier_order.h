@@ -10,7 +10,7 @@
 #include <cstdint>
 #include <vector>
 
-#include "tools/zr-adjust/network.h"
+#include "tools/zr-adjust/network/network.h"
 
 namespace zradjust {
 

@@ -7,8 +7,8 @@
 #include <cstdlib>
 #include <string_view>
 
-#include "tools/zr-adjust/identifier_order.h"
-#include "tools/zr-adjust/network_reader.h"
+#include "tools/zr-adjust/model/identifier_order.h"
+#include "tools/zr-adjust/network/network_reader.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   std::string_view text(reinterpret_cast<const char*>(data), size);

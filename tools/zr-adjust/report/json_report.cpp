@@ -1,4 +1,4 @@
-#include "tools/zr-adjust/json_report.h"
+#include "tools/zr-adjust/report/json_report.h"
 
 #include <cmath>
 #include <cstdio>
@@ -71,7 +71,7 @@ void WriteObservation(std::ostream& out, const AdjustmentReport& report,
 }  // namespace
 
 void WriteJsonReport(std::ostream& out, const AdjustmentReport& report) {
-  out << "{\n  \"sigma0\": " << JsonNumber(report.sigma0)
+  out << "{\n  \"sigma0\": " << JsonNumber(report.sigma0.value_or(NAN))
       << ",\n  \"converged\": " << (report.converged ? "true" : "false")
       << ",\n  \"unknowns\": " << report.unknownCount
       << ",\n  \"observations_count\": " << report.observations.size() << ",\n  \"iterations\": [";

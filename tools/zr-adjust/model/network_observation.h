@@ -5,7 +5,7 @@
 #include <map>
 
 #include "iteration/adjustment_model.h"
-#include "tools/zr-adjust/network.h"
+#include "tools/zr-adjust/network/network.h"
 
 namespace zradjust {
 

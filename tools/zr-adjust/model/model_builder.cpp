@@ -1,4 +1,7 @@
-#include "tools/zr-adjust/model_builder.h"
+#include "tools/zr-adjust/model/model_builder.h"
+
+#include <map>
+#include <unordered_map>
 
 namespace zradjust {
 namespace {
@@ -13,7 +16,8 @@ ValueHandle HandleOf(ZR::VOValue& value) {
 }  // namespace
 
 ModelObjects::ModelObjects(const Network& network, const std::vector<std::uint64_t>& firstIds,
-                           ZR::AdjustmentModel& model) {
+                           ZR::AdjustmentModel& model)
+    : network(&network) {
   std::size_t coordinateCount = 0;
   for (const SurveyPoint& point : network.points) {
     firstValue.push_back(coordinateCount);
@@ -38,6 +42,7 @@ ModelObjects::ModelObjects(const Network& network, const std::vector<std::uint64
         model.fixedValues.insert(HandleOf(value));
       } else {
         unknowns.push_back(&value);
+        unknownRefs.push_back(UnknownRef{false, p, axis});
       }
     }
     if (network.datumFree && point.kind == PointKind::Spatial) {
@@ -67,6 +72,39 @@ ModelObjects::ModelObjects(const Network& network, const std::vector<std::uint64
   // Only now, with the array complete, do the addresses go into the set.
   for (NetworkObservation& observation : observations)
     model.observations.insert(&observation);
+}
+
+LinearModel ModelObjects::Linearise() const {
+  std::unordered_map<uint64, std::size_t> unknownOf;
+  for (std::size_t u = 0; u < unknowns.size(); ++u)
+    unknownOf.emplace(unknowns[u]->GetId(), u);
+  LinearModel linear;
+  linear.unknownCount = unknowns.size();
+  linear.rows.reserve(observations.size());
+  std::map<ValueHandle, double> partials;
+  for (std::size_t i = 0; i < observations.size(); ++i) {
+    partials.clear();
+    // GetPartials reads the current values only; the objects are not changed.
+    const_cast<NetworkObservation&>(observations[i]).GetPartials(partials);
+    DesignRow& row = linear.rows.emplace_back();
+    for (const auto& [handle, partial] : partials) {
+      auto found = unknownOf.find(handle.id);
+      if (found != unknownOf.end()) row.push_back(DesignEntry{found->second, partial});
+    }
+    ObservationGroup& group = linear.groups.emplace_back();
+    group.first = i;
+    group.covariance[0][0] = observations[i].Sigma() * observations[i].Sigma();
+  }
+  return linear;
+}
+
+double ModelObjects::AdjustedValue(std::size_t index) const {
+  return const_cast<NetworkObservation&>(observations[index]).GetComputed();
+}
+
+void ModelObjects::Hold(const std::vector<std::size_t>& held, ZR::AdjustmentModel& model) {
+  for (std::size_t u : held)
+    model.fixedValues.insert(HandleOf(*unknowns[u]));
 }
 
 ModelObjects::~ModelObjects() {

@@ -6,7 +6,7 @@
 
 #include <ostream>
 
-#include "tools/zr-adjust/adjustment_report.h"
+#include "tools/zr-adjust/report/adjustment_report.h"
 
 namespace zradjust {
 

@@ -16,10 +16,21 @@
 #include <vector>
 
 #include "iteration/adjustment_model.h"
-#include "tools/zr-adjust/network.h"
-#include "tools/zr-adjust/network_observation.h"
+#include "tools/zr-adjust/model/network_observation.h"
+#include "tools/zr-adjust/network/network.h"
+#include "tools/zr-adjust/statistics/linear_model.h"
 
 namespace zradjust {
+
+// What one of the host's unknowns is: a coordinate of a point, or the orientation of a
+// direction set.
+struct UnknownRef {
+  bool orientation = false;
+  // Index into Network::points, or into Network::directionSets for an orientation.
+  std::size_t index = 0;
+  // The coordinate (0 = X or H, 1 = Y, 2 = Z); 0 for an orientation.
+  int axis = 0;
+};
 
 class ModelObjects {
  public:
@@ -38,8 +49,24 @@ class ModelObjects {
   }
   NetworkObservation& Observation(std::size_t index) { return observations[index]; }
   std::size_t ObservationCount() const { return observations.size(); }
-  // The value objects of the coordinates that are not fixed, in file order.
+  // The host's unknowns: the coordinates that are not fixed, points in file order, then the
+  // orientations of the direction sets in file order. This numbering (not the library's
+  // columns) is the one of LinearModel and of the datum analysis.
   const std::vector<ZR::VOValue*>& Unknowns() const { return unknowns; }
+  const std::vector<UnknownRef>& UnknownRefs() const { return unknownRefs; }
+
+  // The observation equations at the current values: one row per scalar observation in file
+  // order, in the observations' own terms (a baseline with a covariance in its components DX,
+  // DY, DZ, not whitened, grouped with its covariance), columns indexing Unknowns().
+  LinearModel Linearise() const;
+
+  // The adjusted value of observation `index` as the record states it (a baseline component
+  // un-whitened, a distance with its heights), at the current values. Radians for angles.
+  double AdjustedValue(std::size_t index) const;
+
+  // Holds the given unknowns (indices into Unknowns()) fixed in the model from now on: the
+  // host's own minimal datum of a free plan or levelling network while it iterates.
+  void Hold(const std::vector<std::size_t>& held, ZR::AdjustmentModel& model);
 
  private:
   // Every coordinate, points in file order; never resized after construction.
@@ -47,6 +74,9 @@ class ModelObjects {
   std::vector<std::size_t> firstValue;
   std::vector<NetworkObservation> observations;
   std::vector<ZR::VOValue*> unknowns;
+  std::vector<UnknownRef> unknownRefs;
+  // The network the objects were built from, for Linearise; it must outlive the objects.
+  const Network* network = nullptr;
 };
 
 }  // namespace zradjust

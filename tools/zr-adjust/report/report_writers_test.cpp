@@ -5,11 +5,11 @@
 #include <memory>
 #include <sstream>
 
-#include "tools/zr-adjust/json_report.h"
-#include "tools/zr-adjust/output_file.h"
-#include "tools/zr-adjust/svg_plot.h"
+#include "tools/zr-adjust/report/json_report.h"
+#include "tools/zr-adjust/report/output_file.h"
+#include "tools/zr-adjust/report/svg_plot.h"
 #include "tools/zr-adjust/test_support.h"
-#include "tools/zr-adjust/text_report.h"
+#include "tools/zr-adjust/report/text_report.h"
 
 namespace zradjust {
 namespace {
@@ -43,9 +43,13 @@ AdjustmentReport SampleReport() {
   bm.kind = PointKind::Height, bm.coordinate[0] = 100.5;
   using T = ObservationType;
   report.observations = {
-      {T::Distance, 0, 1, 'x', 100.123, 100.1229, 0.0001, 0.002, 0.05, 7},
-      {T::Coordinate, 2, 2, 'h', 100.5, 100.4999, 1e-4, 0.001, 0.1, 8},
-      {T::VectorZ, 1, 0, 'z', -1.0 / 3.0, -0.3333, -1.0 / 30000.0, 0.003, -0.01111111111111111, 9}};
+      {.type = T::Distance, .from = 0, .to = 1, .axis = 'x', .observed = 100.123,
+       .adjusted = 100.1229, .residual = 0.0001, .sigma = 0.002, .normalized = 0.05, .line = 7},
+      {.type = T::Coordinate, .from = 2, .to = 2, .axis = 'h', .observed = 100.5,
+       .adjusted = 100.4999, .residual = 1e-4, .sigma = 0.001, .normalized = 0.1, .line = 8},
+      {.type = T::VectorZ, .from = 1, .to = 0, .axis = 'z', .observed = -1.0 / 3.0,
+       .adjusted = -0.3333, .residual = -1.0 / 30000.0, .sigma = 0.003,
+       .normalized = -0.01111111111111111, .line = 9}};
   return report;
 }
 

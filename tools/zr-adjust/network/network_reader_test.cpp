@@ -1,4 +1,4 @@
-#include "tools/zr-adjust/network_reader.h"
+#include "tools/zr-adjust/network/network_reader.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

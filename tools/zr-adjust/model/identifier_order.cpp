@@ -1,4 +1,4 @@
-#include "tools/zr-adjust/identifier_order.h"
+#include "tools/zr-adjust/model/identifier_order.h"
 
 #include <algorithm>
 #include <limits>

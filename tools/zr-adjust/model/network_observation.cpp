@@ -1,4 +1,4 @@
-#include "tools/zr-adjust/network_observation.h"
+#include "tools/zr-adjust/model/network_observation.h"
 
 #include <cmath>
 

@@ -1,4 +1,4 @@
-#include "tools/zr-adjust/network_reader.h"
+#include "tools/zr-adjust/network/network_reader.h"
 
 #include <cerrno>
 #include <cmath>
@@ -8,47 +8,6 @@
 #include <unordered_map>
 
 namespace zradjust {
-
-int ObservedCoordinate(const SurveyObservation& observation, PointKind kind) {
-  switch (observation.type) {
-    case ObservationType::VectorX:
-      return 0;
-    case ObservationType::VectorY:
-      return 1;
-    case ObservationType::VectorZ:
-      return 2;
-    case ObservationType::Levelling:
-      return kind == PointKind::Spatial ? 2 : 0;
-    case ObservationType::Coordinate:
-      return observation.axis;
-    case ObservationType::Distance:
-      break;
-  }
-  return 0;
-}
-
-const char* TypeName(ObservationType type) {
-  switch (type) {
-    case ObservationType::Distance:
-      return "dist";
-    case ObservationType::VectorX:
-      return "dx";
-    case ObservationType::VectorY:
-      return "dy";
-    case ObservationType::VectorZ:
-      return "dz";
-    case ObservationType::Levelling:
-      return "level";
-    case ObservationType::Coordinate:
-      return "coord";
-  }
-  return "?";
-}
-
-char AxisName(PointKind kind, int axis) {
-  if (kind == PointKind::Height) return 'h';
-  return "xyz"[axis];
-}
 
 namespace {
 

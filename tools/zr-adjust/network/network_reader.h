@@ -12,7 +12,7 @@
 #include <string_view>
 #include <vector>
 
-#include "tools/zr-adjust/network.h"
+#include "tools/zr-adjust/network/network.h"
 
 namespace zradjust {
 
