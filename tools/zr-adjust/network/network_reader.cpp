@@ -373,9 +373,13 @@ std::vector<std::string> NetworkWarnings(const Network& network, const std::stri
   return warnings;
 }
 
+std::string NetworkLabel(const std::string& path) {
+  return path == "-" ? "<stdin>" : path;
+}
+
 ReadResult ReadNetworkFile(const std::string& path) {
   bool standardInput = path == "-";
-  std::string label = standardInput ? "<stdin>" : path;
+  std::string label = NetworkLabel(path);
   std::FILE* file = standardInput ? stdin : std::fopen(path.c_str(), "rb");
   std::string text;
   int error = file ? 0 : errno;

@@ -30,6 +30,9 @@ struct ReadResult {
 // Parses text; fileName only labels the messages. Never throws on bad input.
 ReadResult ReadNetwork(std::string_view text, const std::string& fileName);
 
+// How messages name the file at path: "<stdin>" for "-", otherwise the path itself.
+std::string NetworkLabel(const std::string& path);
+
 // Reads the file at path ("-" for standard input) and parses it. A file that cannot be read
 // gives one error "FILE: cannot read: reason".
 ReadResult ReadNetworkFile(const std::string& path);

@@ -85,8 +85,8 @@ struct ObservationResult {
   // Redundancy number r_i; Baarda's w; the minimal detectable bias (in the unit of observed);
   // empty where the observation is uncontrolled (r_i below uncontrolledRedundancy).
   double redundancy = 0.0;
-  std::optional<double> w;
-  std::optional<double> mdb;
+  std::optional<double> w = std::nullopt;
+  std::optional<double> mdb = std::nullopt;
   bool outlier = false;
   bool uncontrolled = false;
   int line = 0;
