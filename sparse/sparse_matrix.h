@@ -136,8 +136,8 @@ class SparseRow {
  private:
   friend class SparseRowWriter;
 
-  // Takes an empty block of newCapacity entries in place of the current one (which the caller
-  // has copied out or released); the columns start behind the values.
+  // Gives a row that holds no block yet an empty block of newCapacity entries; the columns
+  // start behind the values.
   void Adopt(std::size_t newCapacity) {
     values = static_cast<double*>(::operator new(newCapacity*(sizeof(double) + sizeof(Column))));
     columns = reinterpret_cast<Column*>(values + newCapacity);
