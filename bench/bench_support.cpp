@@ -5,6 +5,7 @@
 #include <limits>
 
 #include "sparse/normal_products.h"
+#include "sparse/sparse_matrix_writers.h"
 
 namespace {
 

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cmath>
 
+#include "sparse/sparse_matrix_writers.h"
 #include "tools/zr-adjust/network/network_reader.h"
 
 namespace {

@@ -19,6 +19,7 @@
 #include "solvers/compact_ldlt.h"
 #include "solvers/solve_dispatch.h"
 #include "sparse/sparse_matrix.h"
+#include "sparse/sparse_matrix_writers.h"
 
 namespace {
 

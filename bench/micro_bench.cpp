@@ -18,6 +18,7 @@
 #include "solvers/solve_dispatch.h"
 #include "sparse/normal_products.h"
 #include "sparse/sparse_matrix.h"
+#include "sparse/sparse_matrix_writers.h"
 
 namespace {
 

@@ -5,7 +5,11 @@
 
 #include "framework/framework_api.h"
 #include "framework/vobject.h"
-#include "model_access/value_handle.h"
+
+// The model library's reference to a value object, the key of an observation's partials. The
+// framework only passes the map on; whoever fills or reads it includes the model's header,
+// which defines the type.
+struct ValueHandle;
 
 namespace ZR {
 

@@ -7,6 +7,7 @@
 #include "iteration/normal_equations.h"
 #include "iteration/observation_assembly.h"
 #include "model_access/apply_corrections.h"
+#include "model_access/unknown_numbering.h"
 #include "solvers/solve_dispatch.h"
 
 namespace {

@@ -1,6 +1,8 @@
 #pragma once
 // The one header a host includes: the model class with its one operation, Iterate, and the
-// framework types a host needs to fill the model.
+// types a host needs to fill the model and read its results. Everything it brings in is a type
+// with inline members, or the framework's own: the library exports Iterate only, so none of
+// its internal operations is declared here, and a host that tries one fails to compile.
 //
 // A host owns the model and every framework object; the model holds them by raw pointer or by
 // ValueHandle only, and Iterate neither creates nor deletes them.

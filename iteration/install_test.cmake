@@ -1,5 +1,7 @@
-# Run as a test: installs the library into WORK_DIR/prefix, then configures, builds and runs
-# the host project HOST_PROJECT (compiling HOST_SOURCE) against that prefix only.
+# Run as a test: installs everything into WORK_DIR/prefix, checks the documents and the program
+# there (PROGRAM: whether zr-adjust is part of the build), then configures, builds and runs the
+# host project HOST_PROJECT (compiling HOST_SOURCE) against that prefix only, with the
+# compiler's default language standard.
 set(prefix ${WORK_DIR}/prefix)
 set(hostBuild ${WORK_DIR}/host)
 file(REMOVE_RECURSE ${WORK_DIR})
@@ -12,7 +14,19 @@ function(run)
   endif()
 endfunction()
 
-run(${CMAKE_COMMAND} --install ${BUILD_DIR} --prefix ${prefix} --component ZRAdjustment)
+run(${CMAKE_COMMAND} --install ${BUILD_DIR} --prefix ${prefix})
+
+# What a host developer gets besides the package: the guide with its example, and the program,
+# which must run from the prefix alone.
+foreach(installed share/doc/ZRAdjustment/host-guide.md share/doc/ZRAdjustment/framework.md
+                  share/doc/ZRAdjustment/examples/host_example.cpp)
+  if(NOT EXISTS ${prefix}/${installed})
+    message(FATAL_ERROR "not installed: ${installed}")
+  endif()
+endforeach()
+if(PROGRAM)
+  run(${prefix}/bin/zr-adjust --version)
+endif()
 
 set(flags "")
 if(SANITIZE)

@@ -4,6 +4,7 @@
 
 #include "model_access/datum_constraints.h"
 #include "sparse/normal_products.h"
+#include "sparse/sparse_matrix_writers.h"
 
 void FormNormalEquations(const SparseMatrix& A, const SparseMatrix& P, const DenseVector& l,
                          SparseMatrix& T, SparseMatrix& N, DenseVector& b) {

@@ -6,6 +6,8 @@
 
 #include "model_access/unknown_columns.h"
 #include "model_access/value_handle.h"
+#include "model_access/value_resolution.h"
+#include "sparse/sparse_matrix_writers.h"
 
 namespace {
 

@@ -1,6 +1,7 @@
 #include "model_access/apply_corrections.h"
 
 #include "framework/vobject.h"
+#include "model_access/value_resolution.h"
 
 void ApplyCorrections(const UnknownIndex& unknowns, const std::set<ValueHandle>& fixedValues,
                       const DenseVector& x, const double* factor, const double* limit,

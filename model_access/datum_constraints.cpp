@@ -5,7 +5,9 @@
 
 #include "framework/vobject.h"
 #include "model_access/value_handle.h"
+#include "model_access/value_resolution.h"
 #include "sparse/normal_products.h"
+#include "sparse/sparse_matrix_writers.h"
 
 namespace {
 

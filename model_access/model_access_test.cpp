@@ -10,6 +10,9 @@
 #include "model_access/apply_corrections.h"
 #include "model_access/datum_constraints.h"
 #include "model_access/test_value_objects.h"
+#include "model_access/unknown_numbering.h"
+#include "model_access/value_resolution.h"
+#include "sparse/sparse_matrix_writers.h"
 
 namespace {
 
@@ -98,7 +101,7 @@ SparseMatrix Datum(const std::vector<std::array<double, 3>>& coordinates,
   }
   const RegisteredValues objects(byId);
   SparseMatrix result(9, 2);  // replaced whatever it held
-  result.rows[8].Store(1, 5.0);
+  SparseRowWriter(result.rows[8]).Store(1, 5.0);
   BuildDatumConstraints(result, points, NumberUnknowns(values, Handles(fixed)));
   return result;
 }

@@ -5,6 +5,7 @@
 #include <random>
 
 #include "model_access/test_value_objects.h"
+#include "model_access/unknown_numbering.h"
 
 namespace {
 

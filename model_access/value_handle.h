@@ -1,5 +1,7 @@
 #pragma once
-// How the library names a host value object without owning it.
+// How the library names a host value object without owning it. A host builds handles
+// (ValueHandle{nullptr, id}) to fill the model; turning one into its object is the library's
+// business (model_access/value_resolution.h).
 
 #include <cstdint>
 
@@ -24,9 +26,3 @@ struct ValueHandle {
     return left.id == right.id;
   }
 };
-
-// The value object of handle: the cached pointer if set, otherwise GetVObjectPointer(id)
-// down-cast to ZR::VOValue (null on a mismatch), which is then stored into handle's cache.
-// Pass a copy of the handle to keep a cache from being filled. An id that does not resolve to
-// a value object is a precondition violation of the host (asserted in debug builds).
-ZR::VOValue* Resolve(const ValueHandle& handle);

@@ -9,10 +9,19 @@
 # directory: build/ (or $BUILD_DIR). Exits with zr-adjust's status: 0 converged, 1 iteration
 # limit reached, 2 bad input.
 set -euo pipefail
-cd "$(dirname "$0")/.."
 
-network=${1:-examples/monitoring.net}
-shift || true
+# A network given on the command line is found from the caller's directory; the default one
+# lies in the repository.
+if [ $# -gt 0 ]; then
+  case $1 in
+    /*) network=$1 ;;
+    *) network=$PWD/$1 ;;
+  esac
+  shift
+else
+  network=examples/monitoring.net
+fi
+cd "$(dirname "$0")/.."
 
 if [ "$(id -u)" -eq 0 ]; then
   bash scripts/setup.sh

@@ -11,6 +11,7 @@ else
 fi
 
 build_dir=${BUILD_DIR:-build}
-cmake -S . -B "$build_dir" -DCMAKE_BUILD_TYPE=Release "$@"
+# The benchmarks are opt-in; built here so that their smoke tests run with the rest.
+cmake -S . -B "$build_dir" -DCMAKE_BUILD_TYPE=Release -DZR_BUILD_BENCHMARKS=ON "$@"
 cmake --build "$build_dir" -j "$(nproc)"
 ctest --test-dir "$build_dir" --output-on-failure -j "$(nproc)"

@@ -6,7 +6,10 @@
 
 #include <cstdio>
 #include <cstdlib>
+#include <type_traits>
 #include <vector>
+
+#include "sparse/container_limits.h"
 
 PardisoTriplet* pardisoTriplets = nullptr;
 std::int32_t pardisoDimension = 0;
@@ -42,12 +45,26 @@ struct UpperRows {
   std::vector<double> a;
 };
 
+// The working arrays grow through these two, so that growth past a vector's maximum raises
+// std::length_error with the library's own "vector<T> too long", as everywhere else.
+template <class Element>
+void ReserveChecked(std::vector<Element>& array, std::uint64_t length) {
+  CheckGrowth(0, length, array.max_size(), kVectorTooLong);
+  array.reserve(static_cast<std::size_t>(length));
+}
+
+template <class Element>
+void AppendChecked(std::vector<Element>& array, std::type_identity_t<Element> element) {
+  CheckGrowth(array.size(), 1, array.max_size(), kVectorTooLong);
+  array.push_back(element);
+}
+
 // Keeps the entries on and above the diagonal, inserts 0.0 where a row's first kept entry lies
 // right of its diagonal, and turns the indices one-based. A row between two rows with kept
 // entries that has none of its own ends the process with −1, there and then.
 void BuildUpperRows(UpperRows& rows) {
-  rows.a.reserve(pardisoTripletCount);
-  rows.ia.push_back(1);
+  ReserveChecked(rows.a, pardisoTripletCount);
+  AppendChecked(rows.ia, 1);
   MKL_INT currentRow = 0;
   MKL_INT kept = 0;
   bool diagonalSeen = false;
@@ -62,25 +79,25 @@ void BuildUpperRows(UpperRows& rows) {
       if (row > currentRow + 1) {
         std::exit(-1);
       }
-      rows.ia.push_back(kept);
+      AppendChecked(rows.ia, kept);
       currentRow = row;
       diagonalSeen = false;
     }
     if (!diagonalSeen) {
       if (column > currentRow) {
         // The solver wants every diagonal stored explicitly.
-        rows.ja.push_back(currentRow + 1);
-        rows.a.push_back(0.0);
+        AppendChecked(rows.ja, currentRow + 1);
+        AppendChecked(rows.a, 0.0);
         ++kept;
         diagonalSeen = true;
       } else if (column == currentRow) {
         diagonalSeen = true;
       }
     }
-    rows.ja.push_back(column + 1);
-    rows.a.push_back(pardisoTriplets[t].value);
+    AppendChecked(rows.ja, column + 1);
+    AppendChecked(rows.a, pardisoTriplets[t].value);
   }
-  rows.ia.push_back(kept + 1);
+  AppendChecked(rows.ia, kept + 1);
 }
 
 // The callback handed to the library before each call. The library consults its progress

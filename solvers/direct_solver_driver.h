@@ -34,6 +34,7 @@ extern double* pardisoRightHandSide;       // n doubles, supplies b
 // zeros, and the solver's internal memory is not released (kept so on purpose).
 // A row without any entry on or above its diagonal between two rows that have one ends the
 // process at once with exit code −1.
-// Allocation failure raises std::bad_alloc, growth past the container maximum
-// std::length_error. Nothing else is checked: n, the records and both arrays must agree.
+// Allocation failure raises std::bad_alloc; working arrays that would grow past their maximum
+// (a record count beyond what a vector can hold) raise std::length_error("vector<T> too long")
+// before any record is read. Nothing else is checked: n, the records and both arrays must agree.
 void SolveWithPardiso();

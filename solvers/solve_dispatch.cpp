@@ -9,6 +9,7 @@
 #include "solvers/compact_ldlt.h"
 #include "solvers/direct_solver_driver.h"
 #include "sparse/normal_products.h"
+#include "sparse/sparse_matrix_writers.h"
 
 namespace {
 

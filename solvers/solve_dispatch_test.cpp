@@ -4,6 +4,7 @@
 
 #include <cmath>
 #include <random>
+#include <stdexcept>
 #include <string>
 #include <tuple>
 #include <vector>
@@ -184,6 +185,24 @@ TEST(DirectSolverDriver, SolvesRealSystemsLikeADenseSolve) {
     const std::vector<double> reference = solver_test::DenseSolve(m, b);
     for (std::size_t i = 0; i < x.size(); ++i)
       EXPECT_NEAR(x[i], reference[i], 1e3 * eps * (1.0 + std::fabs(reference[i]))) << i;
+  }
+}
+
+TEST(DirectSolverDriver, RecordCountsBeyondAVectorRaiseTheLibrarysLengthError) {
+  // The count is checked before any record is read, so no records need to exist.
+  const std::uint64_t vectorMaximum = std::vector<double>().max_size();
+  for (const std::uint64_t count : {vectorMaximum + 1, std::uint64_t{UINT64_MAX}}) {
+    SCOPED_TRACE(count);
+    pardisoTripletCount = count;
+    pardisoDimension = 1;
+    try {
+      SolveWithPardiso();
+      ADD_FAILURE() << "no exception";
+    } catch (const std::length_error& error) {
+      EXPECT_STREQ(error.what(), "vector<T> too long");
+    }
+    pardisoTripletCount = 0;
+    pardisoDimension = 0;
   }
 }
 

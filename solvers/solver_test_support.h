@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "sparse/sparse_matrix.h"
+#include "sparse/sparse_matrix_writers.h"
 
 namespace solver_test {
 

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "sparse/container_limits.h"
+#include "sparse/sparse_matrix_writers.h"
 
 // The products build each result row whole: the contributions to one row are gathered in a
 // dense accumulator indexed by column, then written into the row in ascending column order as
@@ -73,18 +74,19 @@ class RowAccumulator {
     if (!touched.empty()) {
       const auto [lowest, highest] = std::minmax_element(touched.begin(), touched.end());
       const std::size_t range = static_cast<std::size_t>(*highest - *lowest) + 1;
-      row.Reserve(touched.size());
+      SparseRowWriter writer(row);
+      writer.Reserve(touched.size());
       if (range <= 4 * touched.size()) {
         // Dense enough: walking the stamps is cheaper than sorting.
         for (std::size_t column = *lowest, last = *highest; column <= last; ++column) {
           if (stamps[column] == generation) {
-            row.Append(static_cast<Column>(column), sums[column]);
+            writer.Append(static_cast<Column>(column), sums[column]);
           }
         }
       } else {
         std::sort(touched.begin(), touched.end());
         for (const Column column : touched) {
-          row.Append(column, sums[column]);
+          writer.Append(column, sums[column]);
         }
       }
       touched.clear();
@@ -116,7 +118,7 @@ void BuildRows(SparseMatrix& K, std::uint32_t rowCount, std::size_t span, std::s
     return;
   }
   for (std::uint32_t r = 0; r < rowCount; ++r) {
-    SparseRow& target = K.rows[r];
+    SparseRowWriter target(K.rows[r]);
     contributions(r, [&](Column k, double v) { target.AccumulateSum(k, v); });
   }
 }
@@ -125,7 +127,7 @@ void BuildRows(SparseMatrix& K, std::uint32_t rowCount, std::size_t span, std::s
 // before is gone, wherever it was.
 void ResetResult(SparseMatrix& K, std::uint32_t rowCount, std::uint32_t columnCount) {
   K.rows.clear();
-  K.ResizeRows(rowCount);
+  ResizeRows(K, rowCount);
   K.columnCount = columnCount;
 }
 
@@ -201,14 +203,14 @@ DenseVector MultiplyVector(const SparseMatrix& M, const DenseVector& x) {
 void AddInPlace(SparseMatrix& D, const SparseMatrix& S) {
   const std::uint32_t rowCount = D.RowCount();
   for (std::uint32_t i = 0; i < rowCount; ++i) {
-    D.rows[i].MergeSum(S.rows[i]);
+    SparseRowWriter(D.rows[i]).MergeSum(S.rows[i]);
   }
 }
 
 void SubtractInPlace(SparseMatrix& D, const SparseMatrix& S) {
   const std::uint32_t rowCount = D.RowCount();
   for (std::uint32_t i = 0; i < rowCount; ++i) {
-    D.rows[i].MergeDifference(S.rows[i]);
+    SparseRowWriter(D.rows[i]).MergeDifference(S.rows[i]);
   }
 }
 

@@ -10,6 +10,8 @@
 #include <random>
 #include <vector>
 
+#include "sparse/sparse_matrix_writers.h"
+
 namespace {
 
 // Same bits; any NaN matches any NaN (which operand's payload a NaN result carries is the
@@ -78,10 +80,10 @@ SparseMatrix AwkwardMatrix(std::mt19937& random, std::uint32_t rows, std::uint32
       const double v = pick == 0   ? std::numeric_limits<double>::quiet_NaN()
                        : pick == 1 ? std::numeric_limits<double>::infinity()
                                    : values[pick % 11];
-      matrix.rows[i].Store((step * 7 + i) % columns, v);
+      SparseRowWriter(matrix.rows[i]).Store((step * 7 + i) % columns, v);
     }
   }
-  if (farColumn != 0 && rows != 0) matrix.rows[rows - 1].Store(farColumn, 2.0);
+  if (farColumn != 0 && rows != 0) SparseRowWriter(matrix.rows[rows - 1]).Store(farColumn, 2.0);
   return matrix;
 }
 

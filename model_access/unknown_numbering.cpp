@@ -1,4 +1,4 @@
-#include "model_access/unknown_index.h"
+#include "model_access/unknown_numbering.h"
 
 UnknownIndex NumberUnknowns(const std::set<ValueHandle>& values,
                             const std::set<ValueHandle>& fixedValues) {

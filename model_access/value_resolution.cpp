@@ -1,4 +1,4 @@
-#include "model_access/value_handle.h"
+#include "model_access/value_resolution.h"
 
 #include <cassert>
 
