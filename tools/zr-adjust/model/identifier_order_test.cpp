@@ -89,8 +89,7 @@ TEST(IdentifierOrder, OrientationsFollowThePointsOrTheirStation) {
   // Input: A 1-2, B 3-5, C 6-7, then the sets in order of first appearance (set 0 is S2): 8, 9.
   EXPECT_EQ(AssignIdentifiers(network, IdentifierOrder::Input),
             (std::vector<std::uint64_t>{1, 3, 6, 8, 9}));
-  std::vector<std::uint64_t> ids =
-      AssignIdentifiers(network, IdentifierOrder::ReverseCuthillMcKee);
+  std::vector<std::uint64_t> ids = AssignIdentifiers(network, IdentifierOrder::ReverseCuthillMcKee);
   // Each orientation directly after its station's coordinates; all identifiers distinct.
   EXPECT_EQ(ids[3], ids[2] + 2);  // S2 after C's X, Y
   EXPECT_EQ(ids[4], ids[0] + 2);  // S1 after A's X, Y

@@ -103,7 +103,8 @@ NetworkObservation ModelObjects::MakeObservation(std::size_t index) {
                                 o.observed, o.sigma);
     case ObservationType::Direction:
     case ObservationType::Azimuth: {
-      Bearing bearing{{Handle(o.from, 0), Handle(o.from, 1)}, {Handle(o.to, 0), Handle(o.to, 1)}};
+      Bearing bearing{
+          {Handle(o.from, 0), Handle(o.from, 1)}, {Handle(o.to, 0), Handle(o.to, 1)}, {}};
       if (o.type == ObservationType::Direction) bearing.orientation = HandleOf(Orientation(o.set));
       return NetworkObservation(o.type, bearing, o.observed, o.sigma);
     }

@@ -45,7 +45,8 @@ std::vector<std::pair<std::string, ObservationKernel>> Kernels(Values& v) {
     return std::array<ValueHandle, 3>{v.Handle(point, 0), v.Handle(point, 1), v.Handle(point, 2)};
   };
   auto from = p3(0), to = p3(1), back = p3(2);
-  WhitenedBaseline whitened{{from[0], from[1], from[2]}, {to[0], to[1], to[2]}, {0.3, -1.7, 2.5}, 2};
+  WhitenedBaseline whitened{
+      {from[0], from[1], from[2]}, {to[0], to[1], to[2]}, {0.3, -1.7, 2.5}, 2};
   return {
       {"dist", SlopeDistance{{from[0], from[1], from[2]}, {to[0], to[1], to[2]}}},
       {"dist with heights",
@@ -78,8 +79,8 @@ TEST(ObservationPartials, EqualCentralDifferencesOfTheComputedValue) {
   for (std::size_t g = 0; g < geometries.size(); ++g) {
     Values values(geometries[g], 1.234);
     for (auto& [name, kernel] : Kernels(values)) {
-      bool angular = name == "azimuth" || name == "dir" || name == "angle" ||
-                     name.rfind("zenith", 0) == 0;
+      bool angular =
+          name == "azimuth" || name == "dir" || name == "angle" || name.rfind("zenith", 0) == 0;
       std::map<ValueHandle, double> partials;
       std::visit([&](const auto& evaluator) { evaluator.Partials(partials); }, kernel);
       auto computed = [&] {
@@ -102,7 +103,9 @@ TEST(ObservationPartials, EqualCentralDifferencesOfTheComputedValue) {
         double scale = std::max(1e-3, std::fabs(numeric));
         EXPECT_NEAR(analytic, numeric, 2e-6 * scale)
             << name << ", geometry " << g << ", value " << object.GetId();
-        if (found == partials.end()) EXPECT_EQ(numeric, 0.0) << name << " " << object.GetId();
+        if (found == partials.end()) {
+          EXPECT_EQ(numeric, 0.0) << name << " " << object.GetId();
+        }
       }
     }
   }
@@ -123,8 +126,8 @@ TEST(ObservationPartials, AngularValuesAndMisclosuresOnTheCircle) {
   };
   const Case cases[] = {
       // Observed just east of north, computed just west: the misclosure is small, not 2π.
-      {"azimuth over zero", ObservationType::Azimuth, Bearing{{f[0], f[1]}, {t[0], t[1]}, {}},
-       1e-6, bearing, 1e-6 + std::atan2(0.001, 1000.0)},
+      {"azimuth over zero", ObservationType::Azimuth, Bearing{{f[0], f[1]}, {t[0], t[1]}, {}}, 1e-6,
+       bearing, 1e-6 + std::atan2(0.001, 1000.0)},
       {"direction over zero", ObservationType::Direction,
        Bearing{{f[0], f[1]}, {t[0], t[1]}, values.OrientationHandle()}, 2.0 * pi - 2e-6, bearing,
        -2e-6 + std::atan2(0.001, 1000.0)},
@@ -135,9 +138,8 @@ TEST(ObservationPartials, AngularValuesAndMisclosuresOnTheCircle) {
       {"half circle", ObservationType::Azimuth, Bearing{{f[0], f[1]}, {t[0], t[1]}, {}},
        bearing - pi, bearing, pi},
       // A length is never wrapped.
-      {"hdist", ObservationType::HorizontalDistance,
-       HorizontalDistance{{f[0], f[1]}, {t[0], t[1]}}, 1000.0 + 7.0,
-       std::hypot(0.001, 1000.0), 1000.0 + 7.0 - std::hypot(0.001, 1000.0)},
+      {"hdist", ObservationType::HorizontalDistance, HorizontalDistance{{f[0], f[1]}, {t[0], t[1]}},
+       1000.0 + 7.0, std::hypot(0.001, 1000.0), 1000.0 + 7.0 - std::hypot(0.001, 1000.0)},
   };
   for (const Case& c : cases) {
     NetworkObservation observation(c.type, c.kernel, c.observed, 0.001);
@@ -163,7 +165,9 @@ TEST(ObservationPartials, InverseCholeskyFactorWhitensTheCovariance) {
           product += w[i][k] * c[k][m] * w[j][m];
       }
       EXPECT_NEAR(product, i == j ? 1.0 : 0.0, 1e-12) << i << j;
-      if (j > i) EXPECT_EQ(w[i][j], 0.0);
+      if (j > i) {
+        EXPECT_EQ(w[i][j], 0.0);
+      }
     }
   }
 }
