@@ -3,6 +3,7 @@
 # the results as JSON and a plan with error ellipses as SVG go to out/.
 #
 #   scripts/demo.sh                      examples/monitoring.net
+#   scripts/demo.sh --example NAME [OPTIONS...]   examples/NAME.net (monitoring, traverse, ...)
 #   scripts/demo.sh NETWORK-FILE [OPTIONS...]   another network, with zr-adjust options
 #
 # Installs what is missing first (scripts/setup.sh, with sudo when not run as root). Build
@@ -11,8 +12,13 @@
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
-network=${1:-examples/monitoring.net}
-shift || true
+if [ "${1:-}" = "--example" ]; then
+  network=examples/${2:?--example needs a name, e.g. traverse}.net
+  shift 2
+else
+  network=${1:-examples/monitoring.net}
+  shift || true
+fi
 
 if [ "$(id -u)" -eq 0 ]; then
   bash scripts/setup.sh

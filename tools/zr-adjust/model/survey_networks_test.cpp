@@ -6,7 +6,9 @@
 
 #include <gtest/gtest.h>
 
+#include <fstream>
 #include <memory>
+#include <sstream>
 
 #include "tools/zr-adjust/adjustment_run.h"
 #include "tools/zr-adjust/model/direction_sets.h"
@@ -307,6 +309,61 @@ TEST(SurveyNetworks, GnssNetworkWithFullCovariancesEqualsDenseGeneralisedLeastSq
       }
     }
   }
+}
+
+TEST(SurveyNetworks, TraverseExampleRecoversItsTruth) {
+  std::ifstream networkFile(std::string(ZR_EXAMPLES) + "/traverse.net");
+  std::ifstream truthFile(std::string(ZR_EXAMPLES) + "/traverse.truth");
+  ASSERT_TRUE(networkFile && truthFile);
+  std::stringstream text;
+  text << networkFile.rdbuf();
+  SurveyAdjustment adjustment(text.str(), IdentifierOrder::ReverseCuthillMcKee);
+  ASSERT_TRUE(adjustment.run.converged && adjustment.run.inverseComputed);
+  EXPECT_NEAR(adjustment.report.sigma0.value_or(0.0), 1.0, 0.35);
+  std::string keyword, name;
+  std::size_t checked = 0;
+  for (std::string line; std::getline(truthFile, line);) {
+    std::istringstream fields(line);
+    double x, y, z;
+    if (!(fields >> keyword >> name >> x >> y >> z) || keyword != "point") continue;
+    for (const PointResult& point : adjustment.report.points) {
+      if (point.name != name) continue;
+      const double truth[3] = {x, y, z};
+      for (int axis = 0; axis < 3; ++axis) {
+        double error = point.coordinate[axis] - truth[axis];
+        EXPECT_LT(std::fabs(error), point.fixed[axis] ? 1e-9 : 4.0 * *point.deviation[axis])
+            << name << " axis " << axis;
+      }
+      ++checked;
+    }
+  }
+  EXPECT_EQ(checked, adjustment.network.points.size());
+}
+
+TEST(SurveyNetworks, OrientationCorrectionsCountAtTheEndOfTheLongestSight) {
+  // All points fixed: only the orientation moves. The readings fit ω = 0.01 rad to B and
+  // ω = 0.01 − 2e-5 rad to C, 500 m away. The approximation is their plain mean, the
+  // adjustment their weighted mean with weights 4 : 1, so ω moves by 6e-6 rad: 3 mm at the
+  // end of the 500 m sight, far above the 1e-5 m tolerance, although 6e-6 rad is not.
+  const double omega = 0.01;
+  char text[512];
+  std::snprintf(text, sizeof text,
+                "angles rad\npoint A 0 0\npoint B 0 300\npoint C 500 0\nfix A\nfix B\nfix C\n"
+                "dir S A B %.12f 0.00001\ndir S A C %.12f 0.00002\n",
+                2.0 * std::numbers::pi - omega, std::numbers::pi / 2.0 - omega + 2e-5);
+  Network network = Read(text);
+  ZR::AdjustmentModel model;
+  ModelObjects objects(network, AssignIdentifiers(network, IdentifierOrder::Input), model);
+  ASSERT_EQ(objects.CorrectionScales(), (std::vector<double>{500.0}));
+  EXPECT_NEAR(objects.Orientation(0).Value, omega - 1e-5, 1e-12);
+  RunSettings settings;
+  settings.correctionScales = objects.CorrectionScales();
+  settings.wantInverse = false;
+  RunResult run = RunAdjustment(model, objects.Unknowns(), settings, nullptr);
+  EXPECT_NEAR(objects.Orientation(0).Value, omega - 4e-6, 1e-12);
+  ASSERT_EQ(run.iterations.size(), 2u);
+  EXPECT_NEAR(run.iterations[0].maxCorrection, 500.0 * 6e-6, 1e-9);
+  EXPECT_LT(run.iterations[1].maxCorrection, 1e-9);
 }
 
 }  // namespace
