@@ -3,6 +3,7 @@
 # the results as JSON and a plan with error ellipses as SVG go to out/.
 #
 #   scripts/demo.sh                      examples/monitoring.net
+#   scripts/demo.sh --example NAME [OPTIONS...]   examples/NAME.net (monitoring, traverse, ...)
 #   scripts/demo.sh NETWORK-FILE [OPTIONS...]   another network, with zr-adjust options
 #
 # Installs what is missing first (scripts/setup.sh, with sudo when not run as root). Build
@@ -10,18 +11,22 @@
 # limit reached, 2 bad input.
 set -euo pipefail
 
-# A network given on the command line is found from the caller's directory; the default one
-# lies in the repository.
-if [ $# -gt 0 ]; then
+# A network given on the command line is found from the caller's directory; the examples lie
+# in the repository.
+repository=$(cd "$(dirname "$0")/.." && pwd)
+if [ "${1:-}" = "--example" ]; then
+  network=$repository/examples/${2:?--example needs a name, e.g. traverse}.net
+  shift 2
+elif [ $# -gt 0 ]; then
   case $1 in
     /*) network=$1 ;;
     *) network=$PWD/$1 ;;
   esac
   shift
 else
-  network=examples/monitoring.net
+  network=$repository/examples/monitoring.net
 fi
-cd "$(dirname "$0")/.."
+cd "$repository"
 
 if [ "$(id -u)" -eq 0 ]; then
   bash scripts/setup.sh

@@ -47,6 +47,7 @@ Outcome AdjustNetwork(const Options& options, const ReadResult& read, std::ostre
     ConfigureModel(model, options, log, dump);
     ModelObjects objects(read.network, AssignIdentifiers(read.network, options.order), model);
     RunSettings settings = SettingsFrom(options, objects.Unknowns().size());
+    settings.correctionScales = objects.CorrectionScales();
     RunResult run =
         RunAdjustment(model, objects.Unknowns(), settings, options.quiet ? nullptr : &messages);
     WarnAbout(run, messages);

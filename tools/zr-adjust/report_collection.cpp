@@ -81,14 +81,13 @@ AdjustmentReport CollectReport(const Network& network, ModelObjects& objects,
   }
   for (std::size_t i = 0; i < network.observations.size(); ++i) {
     const SurveyObservation& source = network.observations[i];
-    NetworkObservation& object = objects.Observation(i);
     ObservationResult& result = report.observations.emplace_back();
     result.type = source.type;
     result.from = source.from;
     result.to = source.to;
     result.axis = AxisName(network.points[source.from].kind, source.axis);
     result.observed = source.observed;
-    result.adjusted = object.GetComputed();
+    result.adjusted = objects.AdjustedValue(i);
     result.residual = source.observed - result.adjusted;
     result.sigma = source.sigma;
     result.normalized = result.residual / source.sigma;

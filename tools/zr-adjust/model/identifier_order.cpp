@@ -1,7 +1,6 @@
 #include "tools/zr-adjust/model/identifier_order.h"
 
 #include <algorithm>
-#include <limits>
 
 namespace zradjust {
 namespace {
@@ -12,10 +11,17 @@ using Graph = std::vector<std::vector<std::size_t>>;
 // order in which Cuthill-McKee visits a point's neighbours.
 Graph PointGraph(const Network& network) {
   Graph graph(network.points.size());
+  auto join = [&](std::size_t a, std::size_t b) {
+    if (a == b) return;
+    graph[a].push_back(b);
+    graph[b].push_back(a);
+  };
   for (const SurveyObservation& observation : network.observations) {
-    if (observation.from == observation.to) continue;
-    graph[observation.from].push_back(observation.to);
-    graph[observation.to].push_back(observation.from);
+    join(observation.from, observation.to);
+    if (observation.type == ObservationType::Angle) {
+      join(observation.at, observation.from);
+      join(observation.at, observation.to);
+    }
   }
   for (auto& neighbours : graph) {
     std::sort(neighbours.begin(), neighbours.end());
@@ -76,6 +82,55 @@ std::size_t PseudoPeripheral(const Graph& graph, std::size_t start, std::vector<
   }
 }
 
+// One coordinate of one point.
+struct CoordinateRef {
+  std::size_t point;
+  int axis;
+};
+
+// The coordinates whose partials an observation's row holds.
+std::vector<CoordinateRef> CoordinatesOf(const Network& network,
+                                         const SurveyObservation& observation) {
+  std::vector<CoordinateRef> coordinates;
+  auto add = [&](std::size_t point, int axisCount) {
+    for (int axis = 0; axis < axisCount; ++axis)
+      coordinates.push_back({point, axis});
+  };
+  switch (observation.type) {
+    case ObservationType::Distance:
+    case ObservationType::Zenith:
+      add(observation.from, 3);
+      add(observation.to, 3);
+      break;
+    case ObservationType::HorizontalDistance:
+    case ObservationType::Direction:
+    case ObservationType::Azimuth:
+      add(observation.from, 2);
+      add(observation.to, 2);
+      break;
+    case ObservationType::Angle:
+      add(observation.at, 2);
+      add(observation.from, 2);
+      add(observation.to, 2);
+      break;
+    case ObservationType::VectorX:
+    case ObservationType::VectorY:
+    case ObservationType::VectorZ:
+      if (observation.covariance >= 0) {
+        add(observation.from, 3);
+        add(observation.to, 3);
+        break;
+      }
+      [[fallthrough]];
+    default:
+      for (std::size_t point : {observation.from, observation.to}) {
+        coordinates.push_back({point, ObservedCoordinate(observation, network.points[point].kind)});
+      }
+      break;
+  }
+  return coordinates;
+}
+
 }  // namespace
 
 std::vector<std::size_t> ReverseCuthillMcKee(const Network& network) {
@@ -122,29 +177,41 @@ std::vector<std::uint64_t> AssignIdentifiers(const Network& network, IdentifierO
     for (std::size_t i = 0; i < sequence.size(); ++i)
       sequence[i] = i;
   }
-  std::vector<std::uint64_t> firstIds(network.points.size(), 0);
+  const std::size_t pointCount = network.points.size();
+  std::vector<std::vector<std::size_t>> setsAt(pointCount);
+  for (std::size_t set = 0; set < network.directionSets.size(); ++set)
+    setsAt[network.directionSets[set].station].push_back(set);
+  std::vector<std::uint64_t> firstIds(pointCount + network.directionSets.size(), 0);
   std::uint64_t next = 1;
   for (std::size_t point : sequence) {
     firstIds[point] = next;
     next += static_cast<std::uint64_t>(network.points[point].CoordinateCount());
+    if (order != IdentifierOrder::ReverseCuthillMcKee) continue;
+    for (std::size_t set : setsAt[point])
+      firstIds[pointCount + set] = next++;
+  }
+  if (order == IdentifierOrder::Input) {
+    for (std::size_t set = 0; set < network.directionSets.size(); ++set)
+      firstIds[pointCount + set] = next++;
   }
   return firstIds;
 }
 
 std::uint64_t NormalProfile(const Network& network, const std::vector<std::uint64_t>& firstIds) {
-  // Columns of the unknowns: identifiers of the free coordinates, ranked.
+  // Columns of the unknowns: identifiers of the free coordinates and of the orientations,
+  // ranked.
+  const std::size_t pointCount = network.points.size();
   std::vector<std::uint64_t> unknownIds;
-  for (std::size_t p = 0; p < network.points.size(); ++p) {
+  for (std::size_t p = 0; p < pointCount; ++p) {
     const SurveyPoint& point = network.points[p];
     for (int axis = 0; axis < point.CoordinateCount(); ++axis) {
       if (!point.fixed[axis]) unknownIds.push_back(firstIds[p] + static_cast<std::uint64_t>(axis));
     }
   }
+  for (std::size_t set = 0; set < network.directionSets.size(); ++set)
+    unknownIds.push_back(firstIds[pointCount + set]);
   std::sort(unknownIds.begin(), unknownIds.end());
-  constexpr std::size_t none = std::numeric_limits<std::size_t>::max();
-  auto column = [&](std::size_t point, int axis) {
-    if (network.points[point].fixed[axis]) return none;
-    std::uint64_t id = firstIds[point] + static_cast<std::uint64_t>(axis);
+  auto rank = [&](std::uint64_t id) {
     return static_cast<std::size_t>(std::lower_bound(unknownIds.begin(), unknownIds.end(), id) -
                                     unknownIds.begin());
   };
@@ -152,16 +219,17 @@ std::uint64_t NormalProfile(const Network& network, const std::vector<std::uint6
   std::vector<std::size_t> first(unknownIds.size());
   for (std::size_t i = 0; i < first.size(); ++i)
     first[i] = i;
+  std::vector<std::size_t> columns;
   for (const SurveyObservation& observation : network.observations) {
-    std::vector<std::size_t> columns;
-    for (std::size_t point : {observation.from, observation.to}) {
-      PointKind kind = network.points[point].kind;
-      bool allAxes = observation.type == ObservationType::Distance;
-      int count = allAxes ? 3 : 1;
-      for (int k = 0; k < count; ++k) {
-        std::size_t c = column(point, allAxes ? k : ObservedCoordinate(observation, kind));
-        if (c != none) columns.push_back(c);
+    columns.clear();
+    for (const CoordinateRef& coordinate : CoordinatesOf(network, observation)) {
+      if (!network.points[coordinate.point].fixed[coordinate.axis]) {
+        columns.push_back(
+            rank(firstIds[coordinate.point] + static_cast<std::uint64_t>(coordinate.axis)));
       }
+    }
+    if (observation.type == ObservationType::Direction) {
+      columns.push_back(rank(firstIds[pointCount + observation.set]));
     }
     if (columns.empty()) continue;
     std::size_t smallest = *std::min_element(columns.begin(), columns.end());

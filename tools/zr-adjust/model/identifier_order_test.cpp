@@ -81,5 +81,32 @@ TEST(IdentifierOrder, ProfileCountsOnlyUnknownsAndTheirCouplings) {
   EXPECT_EQ(NormalProfile(network, AssignIdentifiers(network, IdentifierOrder::Input)), 21u);
 }
 
+TEST(IdentifierOrder, OrientationsFollowThePointsOrTheirStation) {
+  // Plan points A, C and 3D point B; set S2 (at C) appears before S1 (at A) in the file.
+  Network network = Read(
+      "point A 0 0\npoint B 100 0 5\npoint C 50 80\nfix A\n"
+      "dir S2 C A 0 1\ndir S2 C B 100 1\ndir S1 A B 0 1\ndir S1 A C 40 1\nhdist A B 100 1\n");
+  // Input: A 1-2, B 3-5, C 6-7, then the sets in order of first appearance (set 0 is S2): 8, 9.
+  EXPECT_EQ(AssignIdentifiers(network, IdentifierOrder::Input),
+            (std::vector<std::uint64_t>{1, 3, 6, 8, 9}));
+  std::vector<std::uint64_t> ids = AssignIdentifiers(network, IdentifierOrder::ReverseCuthillMcKee);
+  // Each orientation directly after its station's coordinates; all identifiers distinct.
+  EXPECT_EQ(ids[3], ids[2] + 2);  // S2 after C's X, Y
+  EXPECT_EQ(ids[4], ids[0] + 2);  // S1 after A's X, Y
+  std::vector<std::uint64_t> all;
+  for (std::size_t p = 0; p < 3; ++p) {
+    for (int axis = 0; axis < network.points[p].CoordinateCount(); ++axis)
+      all.push_back(ids[p] + static_cast<std::uint64_t>(axis));
+  }
+  all.push_back(ids[3]);
+  all.push_back(ids[4]);
+  std::sort(all.begin(), all.end());
+  for (std::size_t i = 0; i < all.size(); ++i)
+    EXPECT_EQ(all[i], i + 1);
+  // Input order, unknowns B 0-2, C 3-4, S2 5, S1 6 (A is fixed): B's Z couples to nothing,
+  // 1 + 2 + 1; C, S2 and S1 reach back to B's X through their directions: 4 + 5 + 6 + 7.
+  EXPECT_EQ(NormalProfile(network, AssignIdentifiers(network, IdentifierOrder::Input)), 26u);
+}
+
 }  // namespace
 }  // namespace zradjust

@@ -1,9 +1,11 @@
 #pragma once
 // The network as framework objects in an adjustment model.
 //
-// ModelObjects creates one ZR::VOValue per coordinate (its Value the approximate coordinate),
+// ModelObjects creates one ZR::VOValue per coordinate (its Value the approximate coordinate)
+// and one per direction set (its orientation in radians, approximated from the set's readings),
 // registers each in the framework's object table under its identifier, and puts the handles
-// into the model's values (and fixedValues for fixed coordinates). The observation objects are
+// into the model's values (and fixedValues for fixed coordinates; an orientation is never
+// fixed and never part of a network point). The observation objects are
 // created first, all of them, in one contiguous array in file order, and only then put into
 // the model's observations, so that the set's pointer order is the file order. With
 // `datum free` every 3D point enters the model's points.
@@ -34,7 +36,8 @@ struct UnknownRef {
 
 class ModelObjects {
  public:
-  // firstIds: the first identifier of every point, from AssignIdentifiers.
+  // firstIds: the first identifier of every point, then the identifier of every direction
+  // set's orientation, from AssignIdentifiers.
   ModelObjects(const Network& network, const std::vector<std::uint64_t>& firstIds,
                ZR::AdjustmentModel& model);
   ModelObjects(const ModelObjects&) = delete;
@@ -47,6 +50,9 @@ class ModelObjects {
   const ZR::VOValue& Coordinate(std::size_t point, int axis) const {
     return values[firstValue[point] + axis];
   }
+  // The value object of the orientation of a direction set (radians).
+  ZR::VOValue& Orientation(std::size_t set) { return values[firstOrientation + set]; }
+  const ZR::VOValue& Orientation(std::size_t set) const { return values[firstOrientation + set]; }
   NetworkObservation& Observation(std::size_t index) { return observations[index]; }
   std::size_t ObservationCount() const { return observations.size(); }
   // The host's unknowns: the coordinates that are not fixed, points in file order, then the
@@ -61,20 +67,35 @@ class ModelObjects {
   LinearModel Linearise() const;
 
   // The adjusted value of observation `index` as the record states it (a baseline component
-  // un-whitened, a distance with its heights), at the current values. Radians for angles.
+  // un-whitened, a distance with its heights), at the current values. Radians for angles,
+  // within half a circle of the observed value, so that observed − adjusted is the wrapped
+  // residual.
   double AdjustedValue(std::size_t index) const;
+
+  // Per unknown (indexed like Unknowns()), the length by which its correction counts towards
+  // the max correction: 1.0 for a coordinate, the longest sight of the set for an orientation
+  // (radians times metres is the shift at the far end of the sight).
+  const std::vector<double>& CorrectionScales() const { return correctionScales; }
 
   // Holds the given unknowns (indices into Unknowns()) fixed in the model from now on: the
   // host's own minimal datum of a free plan or levelling network while it iterates.
   void Hold(const std::vector<std::size_t>& held, ZR::AdjustmentModel& model);
 
  private:
-  // Every coordinate, points in file order; never resized after construction.
+  void CreateValues(const std::vector<std::uint64_t>& firstIds, ZR::AdjustmentModel& model);
+  void CreateObservations();
+  NetworkObservation MakeObservation(std::size_t index);
+  ValueHandle Handle(std::size_t point, int axis);
+
+  // Every coordinate, points in file order, then the orientations of the sets; never resized
+  // after construction.
   std::vector<ZR::VOValue> values;
   std::vector<std::size_t> firstValue;
+  std::size_t firstOrientation = 0;
   std::vector<NetworkObservation> observations;
   std::vector<ZR::VOValue*> unknowns;
   std::vector<UnknownRef> unknownRefs;
+  std::vector<double> correctionScales;
   // The network the objects were built from, for Linearise; it must outlive the objects.
   const Network* network = nullptr;
 };

@@ -1,64 +1,54 @@
 #include "tools/zr-adjust/model/network_observation.h"
 
-#include <cmath>
-
 namespace zradjust {
+namespace {
+
+ObservationKernel KernelOf(ObservationType type, const ValueHandle (&from)[3],
+                           const ValueHandle (&to)[3]) {
+  switch (type) {
+    case ObservationType::Distance:
+      return SlopeDistance{{from[0], from[1], from[2]}, {to[0], to[1], to[2]}};
+    case ObservationType::Coordinate:
+      return CoordinateValue{from[0]};
+    default:
+      break;
+  }
+  return CoordinateDifference{from[0], to[0]};
+}
+
+}  // namespace
 
 NetworkObservation::NetworkObservation(ObservationType type, const ValueHandle (&from)[3],
                                        const ValueHandle (&to)[3], double observed, double sigma)
-    : type(type), observed(observed), sigma(sigma) {
-  for (int axis = 0; axis < 3; ++axis) {
-    this->from[axis] = from[axis];
-    this->to[axis] = to[axis];
-  }
-}
+    : NetworkObservation(type, KernelOf(type, from, to), observed, sigma) {}
+
+NetworkObservation::NetworkObservation(ObservationType type, const ObservationKernel& kernel,
+                                       double observed, double sigma)
+    : type(type), angular(IsAngular(type)), kernel(kernel), observed(observed), sigma(sigma) {}
 
 void NetworkObservation::GetPartials(std::map<ValueHandle, double>& partials) {
-  switch (type) {
-    case ObservationType::Distance: {
-      double c = GetComputed();
-      for (int axis = 0; axis < 3; ++axis) {
-        double difference = to[axis].object->Value - from[axis].object->Value;
-        partials[to[axis]] = difference / c;
-        partials[from[axis]] = -(difference / c);
-      }
-      break;
-    }
-    case ObservationType::VectorX:
-    case ObservationType::VectorY:
-    case ObservationType::VectorZ:
-    case ObservationType::Levelling:
-      partials[to[0]] = 1.0;
-      partials[from[0]] = -1.0;
-      break;
-    case ObservationType::Coordinate:
-      partials[from[0]] = 1.0;
-      break;
-  }
+  std::visit([&](const auto& evaluator) { evaluator.Partials(partials); }, kernel);
 }
 
 double NetworkObservation::GetTolerance() {
   return sigma * sigma;
 }
 
+double NetworkObservation::Computed() const {
+  return std::visit([](const auto& evaluator) { return evaluator.Computed(); }, kernel);
+}
+
+double NetworkObservation::Difference() const {
+  double difference = observed - Computed();
+  return angular ? WrapAngle(difference) : difference;
+}
+
 double NetworkObservation::GetComputed() {
-  switch (type) {
-    case ObservationType::Distance: {
-      double dx = to[0].object->Value - from[0].object->Value;
-      double dy = to[1].object->Value - from[1].object->Value;
-      double dz = to[2].object->Value - from[2].object->Value;
-      // Evaluated left to right, as written: ((dx*dx + dy*dy) + dz*dz).
-      return std::sqrt(dx * dx + dy * dy + dz * dz);
-    }
-    case ObservationType::Coordinate:
-      return from[0].object->Value;
-    default:
-      return to[0].object->Value - from[0].object->Value;
-  }
+  return Computed();
 }
 
 double NetworkObservation::GetDifference() {
-  return observed - GetComputed();
+  return Difference();
 }
 
 }  // namespace zradjust

@@ -1,6 +1,7 @@
 // libFuzzer target: any byte string as a network file. The reader must give a network or
 // FILE:LINE messages, never crash or hang; an accepted network must also survive the
-// identifier order, whose graph walk relies on the reader's indices.
+// identifier order, whose graph walk relies on the reader's indices (points, direction sets,
+// baseline covariances).
 
 #include <cstddef>
 #include <cstdint>
@@ -17,8 +18,11 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   if (!result.Ok()) return 0;
   const zradjust::Network& network = result.network;
   for (const zradjust::SurveyObservation& observation : network.observations) {
+    bool direction = observation.type == zradjust::ObservationType::Direction;
     if (observation.from >= network.points.size() || observation.to >= network.points.size() ||
-        !(observation.sigma > 0.0)) {
+        observation.at >= network.points.size() || !(observation.sigma > 0.0) ||
+        (direction && observation.set >= network.directionSets.size()) ||
+        observation.covariance >= static_cast<long>(network.baselineCovariances.size())) {
       std::abort();
     }
   }
