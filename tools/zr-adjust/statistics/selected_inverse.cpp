@@ -19,11 +19,13 @@ SelectedInverse::SelectedInverse(const LdlFactor& f)
     // z = −Z(r, r)·l over the rows r of column j of L, with Z(r, r) already known because
     // every row r is eliminated after j and the pattern is closed.
     z.assign(count, 0.0);
+    const std::size_t lastRow = count > 0 ? f.rowIndex[end - 1] : 0;
     for (std::size_t q = 0; q < count; ++q) {
       const std::size_t k = f.rowIndex[begin + q];
       const double lq = f.value[begin + q];
       z[q] -= diagonal[k] * lq;
       for (std::size_t s = f.columnStart[k]; s < f.columnStart[k + 1]; ++s) {
+        if (f.rowIndex[s] > lastRow) break;  // rows ascend: nothing of column j below here
         const std::ptrdiff_t p = positionInColumn[f.rowIndex[s]];
         if (p == absent) continue;
         // Z(i, k) with i = r_p > k = r_q serves both z_p (times l_q) and z_q (times l_p).
