@@ -273,6 +273,14 @@ TEST(DatumCofactors, UndeterminedUnknownsHaveNoCofactors) {
     EXPECT_NEAR(cofactors.InDatum(1, 1), 1e-6 + 4e-6, 1e-18);
     EXPECT_EQ(cofactors.InDatum(2, 2), 0.0);
   }
+  // One observed coordinate beside an unobserved one: a factor without a single entry of L.
+  LinearModel lone;
+  lone.unknownCount = 2;
+  testing::AddRow(lone, {{1, 1.0}}, 0.003);
+  DatumCofactors loneCofactors(lone, DatumBasis{}, {{0, 1}});
+  EXPECT_FALSE(loneCofactors.Determined(0));
+  EXPECT_NEAR(loneCofactors.InDatum(1, 1), 9e-6, 1e-20);
+  EXPECT_EQ(loneCofactors.InDatum(0, 1), 0.0);
 }
 
 TEST(DatumCofactors, PublishedFreeLevellingNetwork) {
