@@ -88,6 +88,24 @@ void EliminationTree(const SymmetricSparse& upper, std::vector<std::size_t>& par
   }
 }
 
+// Moves the filled part of every column of L together (dropped rows leave gaps at the ends).
+void CompactColumns(const std::vector<std::size_t>& filled, LdlFactor& f) {
+  std::size_t write = 0;
+  for (std::size_t k = 0; k < f.size; ++k) {
+    const std::size_t begin = f.columnStart[k];
+    f.columnStart[k] = write;
+    for (std::size_t p = begin; p < begin + filled[k]; ++p, ++write) {
+      f.rowIndex[write] = f.rowIndex[p];
+      f.value[write] = f.value[p];
+    }
+  }
+  f.columnStart[f.size] = write;
+  f.rowIndex.resize(write);
+  f.value.resize(write);
+  f.rowIndex.shrink_to_fit();
+  f.value.shrink_to_fit();
+}
+
 }  // namespace
 
 LdlFactor FactoriseDroppingWeakPivots(const SymmetricSparse& n, double relativeTolerance) {
@@ -158,21 +176,7 @@ LdlFactor FactoriseDroppingWeakPivots(const SymmetricSparse& n, double relativeT
     }
     f.diagonal[k] = pivot;
   }
-  // Compact the columns (dropped rows leave gaps at the ends).
-  std::size_t write = 0;
-  for (std::size_t k = 0; k < size; ++k) {
-    const std::size_t begin = f.columnStart[k];
-    f.columnStart[k] = write;
-    for (std::size_t p = begin; p < begin + filled[k]; ++p, ++write) {
-      f.rowIndex[write] = f.rowIndex[p];
-      f.value[write] = f.value[p];
-    }
-  }
-  f.columnStart[size] = write;
-  f.rowIndex.resize(write);
-  f.value.resize(write);
-  f.rowIndex.shrink_to_fit();
-  f.value.shrink_to_fit();
+  CompactColumns(filled, f);
   return f;
 }
 
