@@ -51,7 +51,8 @@ Outcome AdjustNetwork(const Options& options, const ReadResult& read, std::ostre
     RunResult run =
         RunAdjustment(model, objects.Unknowns(), settings, options.quiet ? nullptr : &messages);
     WarnAbout(run, messages);
-    outcome.report = CollectReport(read.network, objects, model, run, settings, label);
+    outcome.report = CollectReport(read.network, objects, model, run, settings, label,
+                                   CollectionInputsFrom(options));
     outcome.exitStatus =
         settings.evaluateOnly || run.converged ? exitConverged : exitNotConverged;
   } catch (const std::exception& exception) {

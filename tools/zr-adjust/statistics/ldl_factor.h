@@ -1,0 +1,41 @@
+#pragma once
+// A sparse LDLᵀ factor of a symmetric matrix in a fill-reducing order (CHOLMOD's analysis:
+// minimum degree or nested dissection), computed row by row, that leaves out weak pivots instead of
+// failing on them: an unknown whose pivot is not above relativeTolerance times its own diagonal
+// element is dropped, and the rest is factorised exactly as if its row and column had never been
+// there. This is what the statistics need of a normal matrix with a defect the caller does not know
+// in full: the factor of the determined part, and the list of what is not determined.
+
+#include <cstddef>
+#include <vector>
+
+#include "tools/zr-adjust/statistics/normal_equations.h"
+
+namespace zradjust {
+
+struct LdlFactor {
+  std::size_t size = 0;
+  // Column of the matrix eliminated k-th, and its inverse.
+  std::vector<std::size_t> order;
+  std::vector<std::size_t> positionOf;
+  // L (unit diagonal not stored), strictly lower, column k in elimination order; rows
+  // ascending. The pattern is closed: the rows of a column below any of its rows i are all
+  // in column i as well, which the selected inverse relies on.
+  std::vector<std::size_t> columnStart;
+  std::vector<std::size_t> rowIndex;
+  std::vector<double> value;
+  // D in elimination order; zero for a dropped pivot.
+  std::vector<double> diagonal;
+  std::vector<bool> dropped;
+};
+
+// Factorises P·N·Pᵀ = L·D·Lᵀ. The ordering is that of the whole pattern of N (explicit
+// zeros included), so that every entry of N's pattern is in the pattern of L + Lᵀ. Nothing of
+// N is checked; a non-finite pivot counts as weak.
+LdlFactor FactoriseDroppingWeakPivots(const SymmetricSparse& n, double relativeTolerance);
+
+// x = N⁻¹·b on the factorised part (entries of dropped columns of x are zero); b and x are
+// in the numbering of N's columns, b.size() == factor.size.
+std::vector<double> SolveWithFactor(const LdlFactor& factor, const std::vector<double>& b);
+
+}  // namespace zradjust

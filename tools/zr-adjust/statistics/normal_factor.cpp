@@ -1,0 +1,25 @@
+#include "tools/zr-adjust/statistics/normal_factor.h"
+
+#include "tools/zr-adjust/statistics/ldl_factor.h"
+#include "tools/zr-adjust/statistics/normal_equations.h"
+
+namespace zradjust {
+
+std::vector<std::size_t> WeakUnknowns(const LinearModel& model,
+                                      const std::vector<std::size_t>& leftOut,
+                                      double relativeTolerance) {
+  std::vector<bool> isLeftOut(model.unknownCount, false);
+  for (std::size_t unknown : leftOut)
+    isLeftOut[unknown] = true;
+  const NormalEquations normal = FormNormalEquations(model, isLeftOut, {});
+  const LdlFactor factor = FactoriseDroppingWeakPivots(normal.matrix, relativeTolerance);
+  std::vector<bool> weak(model.unknownCount, false);
+  for (std::size_t k = 0; k < factor.size; ++k)
+    if (factor.dropped[k]) weak[normal.unknownOf[factor.order[k]]] = true;
+  std::vector<std::size_t> result;
+  for (std::size_t u = 0; u < model.unknownCount; ++u)
+    if (weak[u]) result.push_back(u);
+  return result;
+}
+
+}  // namespace zradjust
