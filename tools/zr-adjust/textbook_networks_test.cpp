@@ -1,0 +1,160 @@
+// Adjusts networks from public textbooks with the zr-adjust program, as a user would, and checks
+// that every result the text prints comes out of the program to the digits it is printed with.
+// Each network file under testdata/textbook names its source; conversions of units, axes and
+// angle conventions are made in the network file, never by widening a tolerance here.
+
+#include <gtest/gtest.h>
+#include <sys/wait.h>
+
+#include <cmath>
+#include <fstream>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "tools/zr-adjust/test_support.h"
+
+namespace zradjust {
+namespace {
+
+const std::string textbook = ZR_TEXTBOOK_DATA "/";
+
+std::string Slurp(const std::string& path) {
+  std::ostringstream text;
+  text << std::ifstream(path, std::ios::binary).rdbuf();
+  return text.str();
+}
+
+// A file name of its own for every test: ctest runs the tests of this program in parallel.
+std::string Scratch(const std::string& name) {
+  return ::testing::TempDir() + "/zr_textbook_" +
+         ::testing::UnitTest::GetInstance()->current_test_info()->name() + "_" + name;
+}
+
+struct Adjusted {
+  int status = -1;
+  std::string json, err;
+};
+
+// Runs the program on a textbook network and returns its JSON document.
+Adjusted Adjust(const std::string& file, const std::string& options) {
+  std::string json = Scratch(file + ".json"), err = Scratch(file + ".err");
+  std::string command = std::string(ZR_ADJUST_PROGRAM) + " --quiet " + options + " --json " + json +
+                        " " + textbook + file + " >/dev/null 2>" + err;
+  int raw = std::system(command.c_str());
+  return {WIFEXITED(raw) ? WEXITSTATUS(raw) : -1, Slurp(json), Slurp(err)};
+}
+
+// The number under key in the JSON object of the point called name; NaN when it is absent.
+// Reads from the point's name up to the next point, so nested objects do not get in the way.
+double PointValue(const std::string& json, const std::string& name, const std::string& key) {
+  std::size_t at = json.find("\"name\": \"" + name + "\"");
+  if (at == std::string::npos) return NAN;
+  std::size_t end = json.find("\"name\": ", at + 1);
+  std::string object = json.substr(at, end == std::string::npos ? std::string::npos : end - at);
+  std::vector<double> numbers = NumbersOf(object, key);
+  return numbers.empty() ? NAN : numbers[0];
+}
+
+// The printed figure is what the value shows when rounded to the printed decimals.
+::testing::AssertionResult RoundsTo(double value, double printed, int decimals) {
+  double half = 0.5 * std::pow(10.0, -decimals) * (1.0 + 1e-9);
+  if (std::fabs(value - printed) <= half) return ::testing::AssertionSuccess();
+  return ::testing::AssertionFailure()
+         << value << " does not round to " << printed << " (" << decimals << " decimals)";
+}
+
+struct PrintedPointFigure {
+  const char* point;
+  const char* key;  // as in the program's JSON: x, y, z, h, sx, sy, sz, sh
+  double value;
+  int decimals;
+};
+
+struct PrintedObservationFigure {
+  std::size_t index;  // in file order, a vector giving three
+  double adjusted;
+  int decimals;
+};
+
+struct TextbookNetwork {
+  const char* file;
+  const char* options;
+  // The text's own sigma0 when it carries a rounded or mistyped value into its standard
+  // deviations; the program's standard deviations are then scaled to it before comparing.
+  // 0 when the text's standard deviations follow from its sigma0 as printed.
+  double printedSigma0;
+  std::vector<PrintedPointFigure> points;
+  std::vector<PrintedObservationFigure> observations;
+};
+
+const std::vector<TextbookNetwork>& Networks() {
+  static const std::vector<TextbookNetwork> networks = {
+      // Mahun, Least Squares Lite, Chapter D section 4, "Adjustment Summary". The page prints
+      // So = 0.028; its own residuals give 0.029 (see LevelCircuitSigma0FromThePrintedTable),
+      // and its standard deviations are 0.028 times the square roots of the cofactors.
+      {"level_circuit.net",
+       "",
+       0.028,
+       {{"Q", "h", 815.418, 3},
+        {"R", "h", 802.962, 3},
+        {"Q", "sh", 0.013, 3},
+        {"R", "sh", 0.014, 3}},
+       {{0, 8.898, 3},
+        {1, -2.902, 3},
+        {2, -4.702, 3},
+        {3, -8.622, 3},
+        {4, -3.558, 3},
+        {5, -17.158, 3},
+        {6, -21.078, 3},
+        {7, -12.456, 3}}},
+  };
+  return networks;
+}
+
+bool IsStandardDeviation(const std::string& key) {
+  return !key.empty() && key[0] == 's';
+}
+
+TEST(TextbookNetworks, EveryPrintedResultIsReproducedToItsPrintedDigits) {
+  for (const TextbookNetwork& network : Networks()) {
+    SCOPED_TRACE(network.file);
+    Adjusted run = Adjust(network.file, network.options);
+    ASSERT_EQ(run.status, 0) << run.err;
+    std::vector<double> sigma0 = NumbersOf(run.json, "sigma0");
+    ASSERT_FALSE(sigma0.empty());
+    double scale = network.printedSigma0 > 0.0 ? network.printedSigma0 / sigma0[0] : 1.0;
+    for (const PrintedPointFigure& figure : network.points) {
+      double value = PointValue(run.json, figure.point, figure.key);
+      if (IsStandardDeviation(figure.key)) value *= scale;
+      EXPECT_TRUE(RoundsTo(value, figure.value, figure.decimals))
+          << figure.point << " " << figure.key;
+    }
+    std::vector<double> adjusted = NumbersOf(run.json, "adjusted");
+    for (const PrintedObservationFigure& figure : network.observations) {
+      ASSERT_LT(figure.index, adjusted.size());
+      EXPECT_TRUE(RoundsTo(adjusted[figure.index], figure.adjusted, figure.decimals))
+          << "observation " << figure.index;
+    }
+  }
+}
+
+// The level circuit's sigma0 worked through from the page's own table: the printed observed
+// and adjusted differences give the residuals, vᵀv over 8 - 2 degrees of freedom.
+TEST(TextbookNetworks, LevelCircuitSigma0FromThePrintedTable) {
+  const double observed[] = {8.91, -2.92, -4.67, -8.66, -3.56, -17.12, -21.10, -12.47};
+  const double printed[] = {8.898, -2.902, -4.702, -8.622, -3.558, -17.158, -21.078, -12.456};
+  double sum = 0.0;
+  for (int k = 0; k < 8; ++k)
+    sum += (printed[k] - observed[k]) * (printed[k] - observed[k]);
+  double worked = std::sqrt(sum / 6.0);
+  Adjusted run = Adjust("level_circuit.net", "");
+  ASSERT_EQ(run.status, 0) << run.err;
+  // The printed adjusted values carry 0.0005 of rounding each, hence the third decimal.
+  EXPECT_TRUE(RoundsTo(NumbersOf(run.json, "sigma0")[0], std::round(worked * 1e3) / 1e3, 3));
+  // Without the text's sigma0 the one standard deviation that does not depend on it is sQ.
+  EXPECT_TRUE(RoundsTo(PointValue(run.json, "Q", "sh"), 0.013, 3));
+}
+
+}  // namespace
+}  // namespace zradjust
