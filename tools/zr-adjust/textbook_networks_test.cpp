@@ -152,7 +152,7 @@ TEST(TextbookNetworks, LevelCircuitSigma0FromThePrintedTable) {
   ASSERT_EQ(run.status, 0) << run.err;
   // The printed adjusted values carry 0.0005 of rounding each, hence the third decimal.
   EXPECT_TRUE(RoundsTo(NumbersOf(run.json, "sigma0")[0], std::round(worked * 1e3) / 1e3, 3));
-  // Without the text's sigma0 the one standard deviation that does not depend on it is sQ.
+  // Unscaled, sQ (0.0133) still shows the printed 0.013; sR (0.0149) shows the page's slip.
   EXPECT_TRUE(RoundsTo(PointValue(run.json, "Q", "sh"), 0.013, 3));
 }
 
