@@ -84,7 +84,8 @@ struct Canvas {
   std::vector<double> u, v;
   std::vector<bool> drawn;
   double height = 0.0;
-  double pixelsPerMetre = 1.0;
+  // Radius of a point's circle: smaller where points crowd, so that the lines stay visible.
+  double marker = 3.0;
 };
 
 void WriteLinePaths(std::ostream& out, const AdjustmentReport& report, const Canvas& canvas,
@@ -100,18 +101,29 @@ void WriteLinePaths(std::ostream& out, const AdjustmentReport& report, const Can
       out << "<path class=\"sight " << wClassNames[c] << "\" d=\"" << paths[c] << "\"/>\n";
 }
 
+// A circle of radius r about (u, v) as two arcs of a path.
+std::string Circle(double u, double v, double r) {
+  char circle[96];
+  std::snprintf(circle, sizeof circle, "M%.1f %.1fa%.2f %.2f 0 1 0 %.2f 0a%.2f %.2f 0 1 0 %.2f 0",
+                u - r, v, r, r, 2.0 * r, r, r, -2.0 * r);
+  return circle;
+}
+
 void WritePointPaths(std::ostream& out, const AdjustmentReport& report, const Canvas& canvas) {
   std::string fixed, datum, other;
+  const double r = canvas.marker;
   for (std::size_t i = 0; i < report.points.size(); ++i) {
     if (!canvas.drawn[i]) continue;
     const PointResult& point = report.points[i];
     double u = canvas.u[i], v = canvas.v[i];
     bool held = point.kind == PointKind::Height ? point.fixed[0] : point.fixed[0] && point.fixed[1];
     if (held) {
-      fixed += Format("M%.1f %.1fl4.5 7.8h-9z", u, v - 5.2);
+      char triangle[96];
+      std::snprintf(triangle, sizeof triangle, "M%.1f %.1fl%.2f %.2fh%.2fz", u, v - 1.7 * r,
+                    1.5 * r, 2.6 * r, -3.0 * r);
+      fixed += triangle;
     } else {
-      (point.datumPoint ? datum : other) +=
-          Format("M%.1f %.1fa3 3 0 1 0 6 0a3 3 0 1 0 -6 0", u - 3.0, v);
+      (point.datumPoint ? datum : other) += Circle(u, v, r);
     }
   }
   if (!other.empty()) out << "<path class=\"pt-new\" d=\"" << other << "\"/>\n";
@@ -214,6 +226,11 @@ void WritePlanView(std::ostream& out, const AdjustmentReport& report) {
   }
   double enlargement =
       largest > 0.0 ? RoundScaleLength(largestEllipsePixels / (largest * scale)) : 1.0;
+  // A fifth of the mean spacing of the points, between 1 and 3 pixels.
+  double drawnCount = double(std::count(canvas.drawn.begin(), canvas.drawn.end(), true));
+  double spacing =
+      std::sqrt(std::max(spanX * scale, 1.0) * std::max(spanY * scale, 1.0) / drawnCount);
+  canvas.marker = std::clamp(0.2 * spacing, 1.0, 3.0);
 
   WriteSvgStart(out, height, "Plan of the network");
   WriteLinePaths(out, report, canvas, Sights(report, InPlan));
