@@ -236,7 +236,9 @@ void WritePlanView(std::ostream& out, const AdjustmentReport& report) {
   WriteLinePaths(out, report, canvas, Sights(report, InPlan));
   std::string ellipsePath;
   for (std::size_t i = 0; i < report.points.size(); ++i) {
-    if (!ellipses[i] || !std::isfinite(ellipses[i]->a95)) continue;
+    if (!ellipses[i] || !std::isfinite(ellipses[i]->a95) || !std::isfinite(ellipses[i]->b95) ||
+        !std::isfinite(ellipses[i]->bearing))
+      continue;
     double a = ellipses[i]->a95 * enlargement * scale, b = ellipses[i]->b95 * enlargement * scale;
     // The major axis points along the bearing: east sin, north cos; the canvas's v runs south.
     double du = a * std::sin(ellipses[i]->bearing), dv = -a * std::cos(ellipses[i]->bearing);
@@ -278,12 +280,16 @@ bool HasHeight(const PointResult& point) {
 void WriteProfileView(std::ostream& out, const AdjustmentReport& report) {
   Canvas canvas;
   std::size_t count = report.points.size();
-  canvas.drawn.assign(count, true);
+  canvas.drawn.resize(count);
   double low = INFINITY, high = -INFINITY, largest = 0.0;
-  for (const PointResult& point : report.points) {
+  for (std::size_t i = 0; i < count; ++i) {
+    const PointResult& point = report.points[i];
+    if (!(canvas.drawn[i] = HasHeight(point))) continue;
     low = std::min(low, point.coordinate[0]), high = std::max(high, point.coordinate[0]);
-    if (point.deviation[0]) largest = std::max(largest, *point.deviation[0]);
+    if (point.deviation[0] && std::isfinite(*point.deviation[0]))
+      largest = std::max(largest, *point.deviation[0]);
   }
+  if (!(low <= high)) low = high = 0.0;  // no height is finite: an empty profile
   double range = high > low ? high - low : 1.0;
   double height = drawingHeight * 0.6 + 2.0 * margin + barSpace;
   double scale = drawingHeight * 0.6 / range;
@@ -299,7 +305,7 @@ void WriteProfileView(std::ostream& out, const AdjustmentReport& report) {
   std::string bars;
   for (std::size_t i = 0; i < count; ++i) {
     const std::optional<double>& deviation = report.points[i].deviation[0];
-    if (!deviation) continue;
+    if (!canvas.drawn[i] || !deviation || !std::isfinite(*deviation)) continue;
     double length = *deviation * enlargement * scale;
     bars += Format("M%.1f %.1f", canvas.u[i], canvas.v[i] - length);
     bars += Format("v%.1f", 2.0 * length, 0.0);

@@ -156,6 +156,27 @@ TEST(HtmlReport, MissingStatisticsAreNotAvailableNeverZero) {
     EXPECT_THAT(page, Not(HasSubstr(wrong)));
 }
 
+// A run that diverged still gets a readable page: what is not finite shows as n/a and never
+// reaches a drawing or the data block as "nan" or "inf".
+TEST(HtmlReport, NonFiniteFiguresNeverReachThePage) {
+  AdjustmentReport network = SampleNetworkReport(8), levelling = SampleLevellingReport();
+  network.diverged = levelling.diverged = true;
+  network.points[3].coordinate[0] = NAN;
+  network.points[4].ellipse->bearing = NAN;
+  network.points[5].ellipse->a95 = INFINITY;
+  network.points[6].deviation[1] = NAN;
+  network.observations[2].residual = -INFINITY;
+  network.iterations.back().maxCorrection = NAN;
+  levelling.points[2].coordinate[0] = NAN;
+  levelling.points[3].deviation[0] = INFINITY;
+  for (const AdjustmentReport& report : {network, levelling}) {
+    std::string page = Page(report);
+    EXPECT_THAT(page, HasSubstr("Stopped: the coordinates are no longer finite."));
+    for (const char* wrong : {"nan", "inf"})
+      EXPECT_THAT(page, Not(HasSubstr(wrong))) << report.networkFile;
+  }
+}
+
 TEST(HtmlReport, SelfContainedWithPlanOrProfileDrawnOnce) {
   struct Case {
     AdjustmentReport report;

@@ -128,6 +128,8 @@ void WriteIterations(std::ostream& out, const AdjustmentReport& report) {
     const IterationRecord& iteration = report.iterations[i];
     char correction[32];
     std::snprintf(correction, sizeof correction, "%.3e", iteration.maxCorrection);
+    if (!std::isfinite(iteration.maxCorrection))
+      std::snprintf(correction, sizeof correction, "n/a");
     out << "<tr data-index=\"" << i << "\"><td>" << iteration.number << "</td><td>"
         << Fixed(iteration.sigma0, 4) << "</td><td>" << correction << "</td></tr>\n";
   }
