@@ -196,6 +196,30 @@ void WriteLegend(std::ostream& out, const AdjustmentReport& report, const std::s
       << "<span class=\"sym new\">\xE2\x97\x8B</span> adjusted point. " << ellipses << "</p>\n";
 }
 
+// The 95 % ellipses as one path of arcs, pixelsPerMetre times their size in metres.
+std::string EllipsePath(const Canvas& canvas,
+                        const std::vector<std::optional<EllipseResult>>& ellipses,
+                        double pixelsPerMetre) {
+  std::string path;
+  for (std::size_t i = 0; i < ellipses.size(); ++i) {
+    const std::optional<EllipseResult>& ellipse = ellipses[i];
+    if (!ellipse || !std::isfinite(ellipse->a95) || !std::isfinite(ellipse->b95) ||
+        !std::isfinite(ellipse->bearing))
+      continue;
+    double a = ellipse->a95 * pixelsPerMetre, b = ellipse->b95 * pixelsPerMetre;
+    // The major axis points along the bearing: east sin, north cos; the canvas's v runs south.
+    double du = a * std::sin(ellipse->bearing), dv = -a * std::cos(ellipse->bearing);
+    double rotation = ellipse->bearing * 180.0 / M_PI - 90.0;
+    char arc[200];
+    std::snprintf(arc, sizeof arc,
+                  "M%.1f %.1fA%.2f %.2f %.1f 1 0 %.1f %.1fA%.2f %.2f %.1f 1 0 %.1f %.1fZ",
+                  canvas.u[i] + du, canvas.v[i] + dv, a, b, rotation, canvas.u[i] - du,
+                  canvas.v[i] - dv, a, b, rotation, canvas.u[i] + du, canvas.v[i] + dv);
+    path += arc;
+  }
+  return path;
+}
+
 void WritePlanView(std::ostream& out, const AdjustmentReport& report) {
   double minX = INFINITY, maxX = -INFINITY, minY = INFINITY, maxY = -INFINITY, largest = 0.0;
   Canvas canvas;
@@ -234,22 +258,7 @@ void WritePlanView(std::ostream& out, const AdjustmentReport& report) {
 
   WriteSvgStart(out, height, "Plan of the network");
   WriteLinePaths(out, report, canvas, Sights(report, InPlan));
-  std::string ellipsePath;
-  for (std::size_t i = 0; i < report.points.size(); ++i) {
-    if (!ellipses[i] || !std::isfinite(ellipses[i]->a95) || !std::isfinite(ellipses[i]->b95) ||
-        !std::isfinite(ellipses[i]->bearing))
-      continue;
-    double a = ellipses[i]->a95 * enlargement * scale, b = ellipses[i]->b95 * enlargement * scale;
-    // The major axis points along the bearing: east sin, north cos; the canvas's v runs south.
-    double du = a * std::sin(ellipses[i]->bearing), dv = -a * std::cos(ellipses[i]->bearing);
-    double rotation = ellipses[i]->bearing * 180.0 / M_PI - 90.0;
-    char arc[200];
-    std::snprintf(arc, sizeof arc,
-                  "M%.1f %.1fA%.2f %.2f %.1f 1 0 %.1f %.1fA%.2f %.2f %.1f 1 0 %.1f %.1fZ",
-                  canvas.u[i] + du, canvas.v[i] + dv, a, b, rotation, canvas.u[i] - du,
-                  canvas.v[i] - dv, a, b, rotation, canvas.u[i] + du, canvas.v[i] + dv);
-    ellipsePath += arc;
-  }
+  std::string ellipsePath = EllipsePath(canvas, ellipses, enlargement * scale);
   if (!ellipsePath.empty()) out << "<path class=\"ellipses\" d=\"" << ellipsePath << "\"/>\n";
   WritePointPaths(out, report, canvas);
   WriteLabels(out, report, canvas);
