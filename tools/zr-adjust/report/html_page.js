@@ -265,6 +265,17 @@
       }
     });
     check(sorted, 'no column could be sorted');
+    // A flagged observation's link shows its row, whichever page the table is on.
+    var link = document.querySelector('ol.flagged a');
+    if (link) {
+      var id = link.getAttribute('href').slice(1), row = document.getElementById(id);
+      var observations = tables['table-observations'];
+      check(row !== null, 'a flagged observation links to nothing: ' + id);
+      observations.turnTo(observations.pageCount() - 1);
+      observations.reveal(id);
+      check(row !== null && !row.classList.contains('off-page'), 'the linked row ' + id + ' stays hidden');
+      notes.push('revealed ' + id);
+    }
     if (planView) {
       var box = plan.getAttribute('viewBox');
       plan.dispatchEvent(new WheelEvent('wheel', { deltaY: -100, clientX: 10, clientY: 10,
