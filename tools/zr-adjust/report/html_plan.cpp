@@ -54,11 +54,13 @@ struct Sight {
   double largestW;
 };
 
-std::vector<Sight> Sights(const AdjustmentReport& report, bool (*drawn)(const PointResult&)) {
+// Only levelling observations join the points of a height profile.
+std::vector<Sight> Sights(const AdjustmentReport& report, const std::vector<bool>& drawn,
+                          bool levellingOnly) {
   std::vector<Sight> sights;
   std::unordered_map<unsigned long long, std::size_t> seen;
   auto add = [&](std::size_t a, std::size_t b, const std::optional<double>& w) {
-    if (a == b || !drawn(report.points[a]) || !drawn(report.points[b])) return;
+    if (a == b || !drawn[a] || !drawn[b]) return;
     unsigned long long key = (unsigned long long)std::min(a, b) << 32 | std::max(a, b);
     double magnitude = w ? std::fabs(*w) : -1.0;
     auto [found, inserted] = seen.emplace(key, sights.size());
@@ -69,6 +71,7 @@ std::vector<Sight> Sights(const AdjustmentReport& report, bool (*drawn)(const Po
     }
   };
   for (const ObservationResult& observation : report.observations) {
+    if (levellingOnly && observation.type != ObservationType::Levelling) continue;
     if (observation.type == ObservationType::Angle) {
       add(observation.at, observation.from, observation.w);
       add(observation.at, observation.to, observation.w);
@@ -86,6 +89,8 @@ struct Canvas {
   double height = 0.0;
   // Radius of a point's circle: smaller where points crowd, so that the lines stay visible.
   double marker = 3.0;
+  // A height profile: a point is held when its height is fixed.
+  bool profile = false;
 };
 
 void WriteLinePaths(std::ostream& out, const AdjustmentReport& report, const Canvas& canvas,
@@ -116,7 +121,9 @@ void WritePointPaths(std::ostream& out, const AdjustmentReport& report, const Ca
     if (!canvas.drawn[i]) continue;
     const PointResult& point = report.points[i];
     double u = canvas.u[i], v = canvas.v[i];
-    bool held = point.kind == PointKind::Height ? point.fixed[0] : point.fixed[0] && point.fixed[1];
+    bool held = point.kind == PointKind::Height ? point.fixed[0]
+                : canvas.profile                ? point.fixed[2]
+                                                : point.fixed[0] && point.fixed[1];
     if (held) {
       char triangle[96];
       std::snprintf(triangle, sizeof triangle, "M%.1f %.1fl%.2f %.2fh%.2fz", u, v - 1.7 * r,
@@ -174,15 +181,17 @@ void WritePlanData(std::ostream& out, const AdjustmentReport& report, const Canv
   out << "]}</script>\n";
 }
 
-void WriteSvgStart(std::ostream& out, double height, const char* label) {
-  out << "<div class=\"plan-frame\"><svg id=\"plan-svg\" class=\"plan\" viewBox=\"0 0 "
-      << canvasWidth << " " << height << "\" role=\"img\" aria-label=\"" << label
-      << "\">\n<rect class=\"plan-ground\" width=\"" << canvasWidth << "\" height=\"" << height
-      << "\"/>\n<g id=\"plan-content\">\n";
+// The main drawing (id plan-svg) is the one the script zooms and names points on; a height
+// profile beside a plan is a plain picture.
+void WriteSvgStart(std::ostream& out, bool main, double height, const char* label) {
+  out << "<div class=\"plan-frame\"><svg id=\"" << (main ? "plan-svg" : "profile-svg")
+      << "\" class=\"plan\" viewBox=\"0 0 " << canvasWidth << " " << height
+      << "\" role=\"img\" aria-label=\"" << label << "\">\n<rect class=\"plan-ground\" width=\""
+      << canvasWidth << "\" height=\"" << height << "\"/>\n<g>\n";
 }
 
-void WriteSvgEnd(std::ostream& out) {
-  out << "</g>\n</svg><div id=\"plan-tip\" hidden></div></div>\n";
+void WriteSvgEnd(std::ostream& out, bool main) {
+  out << "</g>\n</svg>" << (main ? "<div id=\"plan-tip\" hidden></div>" : "") << "</div>\n";
 }
 
 void WriteLegend(std::ostream& out, const AdjustmentReport& report, const std::string& ellipses) {
@@ -256,8 +265,8 @@ void WritePlanView(std::ostream& out, const AdjustmentReport& report) {
       std::sqrt(std::max(spanX * scale, 1.0) * std::max(spanY * scale, 1.0) / drawnCount);
   canvas.marker = std::clamp(0.2 * spacing, 1.0, 3.0);
 
-  WriteSvgStart(out, height, "Plan of the network");
-  WriteLinePaths(out, report, canvas, Sights(report, InPlan));
+  WriteSvgStart(out, true, height, "Plan of the network");
+  WriteLinePaths(out, report, canvas, Sights(report, canvas.drawn, false));
   std::string ellipsePath = EllipsePath(canvas, ellipses, enlargement * scale);
   if (!ellipsePath.empty()) out << "<path class=\"ellipses\" d=\"" << ellipsePath << "\"/>\n";
   WritePointPaths(out, report, canvas);
@@ -277,43 +286,61 @@ void WritePlanView(std::ostream& out, const AdjustmentReport& report) {
                   enlargement);
     statement = text;
   }
-  WriteSvgEnd(out);
+  WriteSvgEnd(out, true);
   WriteLegend(out, report, statement);
   WritePlanData(out, report, canvas);
 }
 
-bool HasHeight(const PointResult& point) {
-  return std::isfinite(point.coordinate[0]);
+// The index of the height among a point's coordinates: H of a height point, Z of a 3D point.
+int HeightAxis(const PointResult& point) {
+  return point.kind == PointKind::Height ? 0 : 2;
 }
 
-void WriteProfileView(std::ostream& out, const AdjustmentReport& report) {
+// The profile shows the height points and the 3D points that a levelling observation reaches,
+// in file order from left to right; main when the network has no plan to draw.
+void WriteProfileView(std::ostream& out, const AdjustmentReport& report, bool main) {
   Canvas canvas;
+  canvas.profile = true;
   std::size_t count = report.points.size();
+  std::vector<bool> levelled(count, false);
+  for (const ObservationResult& observation : report.observations)
+    if (observation.type == ObservationType::Levelling)
+      levelled[observation.from] = levelled[observation.to] = true;
   canvas.drawn.resize(count);
+  std::vector<std::size_t> order;  // the drawn points, left to right
   double low = INFINITY, high = -INFINITY, largest = 0.0;
   for (std::size_t i = 0; i < count; ++i) {
     const PointResult& point = report.points[i];
-    if (!(canvas.drawn[i] = HasHeight(point))) continue;
-    low = std::min(low, point.coordinate[0]), high = std::max(high, point.coordinate[0]);
-    if (point.deviation[0] && std::isfinite(*point.deviation[0]))
-      largest = std::max(largest, *point.deviation[0]);
+    double height = point.coordinate[HeightAxis(point)];
+    const std::optional<double>& deviation = point.deviation[HeightAxis(point)];
+    canvas.drawn[i] =
+        (point.kind == PointKind::Height || (point.kind == PointKind::Spatial && levelled[i])) &&
+        std::isfinite(height);
+    if (!canvas.drawn[i]) continue;
+    order.push_back(i);
+    low = std::min(low, height), high = std::max(high, height);
+    if (deviation && std::isfinite(*deviation)) largest = std::max(largest, *deviation);
   }
   if (!(low <= high)) low = high = 0.0;  // no height is finite: an empty profile
   double range = high > low ? high - low : 1.0;
   double height = drawingHeight * 0.6 + 2.0 * margin + barSpace;
   double scale = drawingHeight * 0.6 / range;
-  double step = count > 1 ? (canvasWidth - 2.0 * margin) / double(count - 1) : 0.0;
+  std::size_t drawnCount = order.size();
+  double step = drawnCount > 1 ? (canvasWidth - 2.0 * margin) / double(drawnCount - 1) : 0.0;
   canvas.u.resize(count), canvas.v.resize(count);
-  for (std::size_t i = 0; i < count; ++i) {
-    canvas.u[i] = margin + step * double(i) + (count > 1 ? 0.0 : 0.5 * (canvasWidth - 2 * margin));
-    canvas.v[i] = margin + (high - report.points[i].coordinate[0]) * scale;
+  for (std::size_t k = 0; k < drawnCount; ++k) {
+    const PointResult& point = report.points[order[k]];
+    canvas.u[order[k]] =
+        margin + step * double(k) + (drawnCount > 1 ? 0.0 : 0.5 * (canvasWidth - 2 * margin));
+    canvas.v[order[k]] = margin + (high - point.coordinate[HeightAxis(point)]) * scale;
   }
   double enlargement = largest > 0.0 ? RoundScaleLength(20.0 / (largest * scale)) : 1.0;
-  WriteSvgStart(out, height, "Height profile of the levelling network");
-  WriteLinePaths(out, report, canvas, Sights(report, HasHeight));
+  WriteSvgStart(out, main, height, "Height profile of the levelling network");
+  WriteLinePaths(out, report, canvas, Sights(report, canvas.drawn, true));
   std::string bars;
   for (std::size_t i = 0; i < count; ++i) {
-    const std::optional<double>& deviation = report.points[i].deviation[0];
+    const std::optional<double>& deviation =
+        report.points[i].deviation[HeightAxis(report.points[i])];
     if (!canvas.drawn[i] || !deviation || !std::isfinite(*deviation)) continue;
     double length = *deviation * enlargement * scale;
     bars += Format("M%.1f %.1f", canvas.u[i], canvas.v[i] - length);
@@ -325,14 +352,14 @@ void WriteProfileView(std::ostream& out, const AdjustmentReport& report) {
   double barTop = height - barSpace + 10.0;
   double heightBar = RoundScaleLength(100.0 / scale);
   WriteScaleBar(out, "map-scale", barTop, heightBar * scale, "heights: " + LengthLabel(heightBar));
-  WriteSvgEnd(out);
+  WriteSvgEnd(out, main);
   char statement[160];
   std::snprintf(statement, sizeof statement,
                 "Points in file order from left to right, heights upwards; bars: \xC2\xB1 one "
                 "standard deviation of the height, enlarged %g\xC3\x97.",
                 enlargement);
   WriteLegend(out, report, statement);
-  WritePlanData(out, report, canvas);
+  if (main) WritePlanData(out, report, canvas);
 }
 
 }  // namespace
@@ -350,7 +377,15 @@ void WriteHtmlPlan(std::ostream& out, const AdjustmentReport& report) {
   if (anyPlan) {
     WritePlanView(out, report);
   } else {
-    WriteProfileView(out, report);
+    WriteProfileView(out, report, true);
+  }
+  bool anyLevelling = std::any_of(report.observations.begin(), report.observations.end(),
+                                  [](const ObservationResult& observation) {
+                                    return observation.type == ObservationType::Levelling;
+                                  });
+  if (anyPlan && anyLevelling) {
+    out << "<h3>Height profile of the levelling</h3>\n";
+    WriteProfileView(out, report, false);
   }
   out << "</section>\n";
 }

@@ -202,5 +202,30 @@ TEST(HtmlReport, SelfContainedWithPlanOrProfileDrawnOnce) {
   }
 }
 
+// A plan with a levelling line gets the line's height profile beneath, as a second picture:
+// the height points and the 3D points the levelling reaches, joined by levelling only.
+TEST(HtmlReport, PlanWithLevellingAddsAProfile) {
+  AdjustmentReport report = SampleNetworkReport(6);
+  std::string plain = Page(report);
+  PointResult benchmark;
+  benchmark.name = "BM1", benchmark.kind = PointKind::Height, benchmark.coordinate[0] = 99.5;
+  report.points.push_back(benchmark);
+  report.observations.push_back({.type = ObservationType::Levelling,
+                                 .from = 2,
+                                 .to = 6,
+                                 .observed = -1.24,
+                                 .adjusted = -1.24,
+                                 .sigma = 0.001,
+                                 .line = 99});
+  std::string page = Page(report);
+  EXPECT_THAT(plain, Not(HasSubstr("profile-svg")));
+  EXPECT_EQ(CountOf(page, "<svg id=\"plan-svg\""), 1u);
+  std::string profile = page.substr(page.find("<svg id=\"profile-svg\""));
+  profile = profile.substr(0, profile.find("</svg>"));
+  EXPECT_EQ(CountOf(profile, ">P2</text>") + CountOf(profile, ">BM1</text>"), 2u);
+  EXPECT_EQ(CountOf(profile, "<text"), 2u + 1u);     // two points and the height scale bar
+  EXPECT_EQ(CountOf(profile, "class=\"sight"), 1u);  // the one levelling line
+}
+
 }  // namespace
 }  // namespace zradjust
