@@ -3,6 +3,8 @@
 #include <gtest/gtest.h>
 
 #include <fstream>
+#include <regex>
+#include <sstream>
 
 namespace zradjust {
 namespace {
@@ -35,6 +37,37 @@ TEST(HtmlContext, ListsTheOptionsThatDifferFromTheirDefaults) {
   };
   for (const Case& c : cases)
     EXPECT_EQ(Changed(c.arguments), c.listed) << (c.listed.empty() ? "" : c.listed[0]);
+}
+
+// Every option of the usage text, set to a value other than its default, appears in the header:
+// an option added to the program without a line in ChangedOptions fails here.
+TEST(HtmlContext, EveryOptionOfTheUsageTextIsListedWhenChanged) {
+  const char* const candidates[] = {"known", "0.01", "7", "input", "never", "evaluate", "o.txt"};
+  std::istringstream usage(UsageText());
+  std::regex optionLine("^  (?:-[a-z], )?(--[a-z0-9-]+)( [A-Z]+)?\\s");
+  std::size_t checked = 0;
+  for (std::string line; std::getline(usage, line);) {
+    std::smatch match;
+    if (!std::regex_search(line, match, optionLine)) continue;
+    std::string name = match[1];
+    if (name == "--help" || name == "--version") continue;
+    bool listed = false, accepted = false;
+    if (!match[2].matched) {
+      accepted = true;
+      listed = !ChangedOptions(ParseOptions({name, "net.net"}).options).empty();
+    }
+    for (const char* value : candidates) {
+      if (!match[2].matched || accepted) break;
+      ParsedOptions parsed = ParseOptions({name, value, "net.net"});
+      if (!parsed.error.empty()) continue;
+      accepted = true;
+      listed = !ChangedOptions(parsed.options).empty();
+    }
+    EXPECT_TRUE(accepted) << name << ": no test value is accepted";
+    EXPECT_TRUE(listed) << name << " is not listed in the report's header when changed";
+    ++checked;
+  }
+  EXPECT_GE(checked, 16u);
 }
 
 TEST(HtmlContext, HashesTheNetworkFileAndDatesInUtc) {
