@@ -178,7 +178,8 @@ class Page:
             value = self.data
             for key in field.split('.'):
                 value = value[int(key)] if isinstance(value, list) else value[key]
-            self.check_figure(field, text_of(span), value, span.get('data-shown'), None)
+            self.check_figure(field, text_of(span), value, span.get('data-shown'),
+                              span.get('data-unit'))
             checked += 1
         return checked
 

@@ -190,11 +190,20 @@ void WriteHtmlFlagged(std::ostream& out, const AdjustmentReport& report) {
       << "<ol class=\"flagged\">\n";
   for (std::size_t index : report.flagged) {
     const ObservationResult& observation = report.observations[index];
+    bool angular = IsAngular(observation.type);
+    ShownQuantity small = angular ? ShownSmallAngle(observation.unit) : ShownPrecision();
+    std::string field = "observations." + std::to_string(index) + ".";
+    // The unit lets a reader of the page tie an angular figure to the stored radians.
+    std::string unit =
+        angular ? std::string(" data-unit=\"") + UnitName(observation.unit) + "\"" : "";
     out << "<li><a href=\"#obs-" << index << "\">"
         << HtmlText(ObservationLabel(report, observation)) << "</a> (line " << observation.line
-        << "): w = <span class=\"figure\" data-field=\""
-        << "observations." << index << ".w\" data-shown=\"plain\">" << Fixed(observation.w, 2)
-        << "</span></li>\n";
+        << "): w = " << Figure((field + "w").c_str(), "plain", Fixed(observation.w, 2))
+        << ", residual <span class=\"figure\" data-field=\"" << field
+        << "residual\" data-shown=\"small\"" << unit << ">" << Show(observation.residual, small)
+        << "</span> " << small.unit << ", MDB <span class=\"figure\" data-field=\"" << field
+        << "mdb\" data-shown=\"small\"" << unit << ">" << Show(observation.mdb, small) << "</span> "
+        << small.unit << "</li>\n";
   }
   out << "</ol>\n</section>\n";
 }
