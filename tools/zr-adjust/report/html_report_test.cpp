@@ -8,6 +8,7 @@
 
 #include "tools/zr-adjust/report/html_format.h"
 #include "tools/zr-adjust/report/html_sample_report.h"
+#include "tools/zr-adjust/report/html_sections.h"
 #include "tools/zr-adjust/report/sha256.h"
 #include "tools/zr-adjust/test_support.h"
 
@@ -82,6 +83,37 @@ TEST(HtmlFormat, UnitsDecimalsAndMissingValues) {
   for (const Case& c : cases)
     EXPECT_EQ(Show(c.value, c.quantity), c.shown) << c.shown;
   EXPECT_EQ(HtmlText("a<b>&\"c'"), "a&lt;b&gt;&amp;&quot;c&#39;");
+}
+
+// Where the statistics give only the covariance of X and Y, the page derives the ellipse: the
+// bearing of the major axis runs clockwise from north, the 95 % axes by the run's factor.
+TEST(HtmlReport, EllipseFromCovarianceHasItsBearingFromNorth) {
+  struct Case {
+    double xx, xy, yy;
+    double a, b, bearing;
+  };
+  const Case cases[] = {
+      {4e-6, 0.0, 1e-6, 0.002, 0.001, M_PI / 2.0},                // long in X: east
+      {1e-6, 0.0, 4e-6, 0.002, 0.001, 0.0},                       // long in Y: north
+      {2.5e-6, 1.5e-6, 2.5e-6, 0.002, 0.001, M_PI / 4.0},         // along X = Y: north-east
+      {2.5e-6, -1.5e-6, 2.5e-6, 0.002, 0.001, 3.0 * M_PI / 4.0},  // along X = -Y: south-east
+  };
+  AdjustmentReport report;
+  report.confidenceFactor = 2.5;
+  for (const Case& c : cases) {
+    PointResult point;
+    point.hasCovarianceXY = true;
+    point.covarianceXX = c.xx, point.covarianceXY = c.xy, point.covarianceYY = c.yy;
+    std::optional<EllipseResult> ellipse = PointEllipse(report, point);
+    ASSERT_TRUE(ellipse.has_value());
+    EXPECT_NEAR(ellipse->a, c.a, 1e-15);
+    EXPECT_NEAR(ellipse->b, c.b, 1e-15);
+    EXPECT_NEAR(ellipse->bearing, c.bearing, 1e-12) << c.xy;
+    EXPECT_NEAR(ellipse->a95, 2.5 * c.a, 1e-15);
+    EXPECT_NEAR(ellipse->b95, 2.5 * c.b, 1e-15);
+  }
+  PointResult none;  // no covariance, no ellipse
+  EXPECT_FALSE(PointEllipse(report, none).has_value());
 }
 
 TEST(HtmlReport, NamesAreEscapedAndTheDataBlockHoldsTheReportsDoubles) {

@@ -1,14 +1,17 @@
 #pragma once
 // The sections of the HTML report, each written as a fragment of the page's body. Internal to
 // WriteHtmlReport; every writer takes a finished AdjustmentReport and computes nothing but
-// unit conversions and drawing coordinates.
+// unit conversions and drawing coordinates (and a point's ellipse from its covariance where the
+// report gives only that, see PointEllipse).
 //
 // Conventions shared with the page's script and its tests: a table that the script sorts and
 // pages has class "data"; its header cells carry data-field (the key of the figure in the
 // JSON data block) and data-shown (how it is shown: coordinate, precision, value, small,
 // bearing, plain, sci); an observation row with an angle carries data-unit (gon, deg, rad).
 
+#include <optional>
 #include <ostream>
+#include <string>
 
 #include "tools/zr-adjust/report/adjustment_report.h"
 
