@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
 # Builds zr-adjust and adjusts the example monitoring network: the report goes to the terminal,
-# the results as JSON and a plan with error ellipses as SVG go to out/.
+# the results as JSON, a plan with error ellipses as SVG and the report page to read and print
+# (out/report.html) go to out/.
 #
 #   scripts/demo.sh                      examples/monitoring.net
 #   scripts/demo.sh --example NAME [OPTIONS...]   examples/NAME.net (monitoring, traverse, ...)
@@ -41,10 +42,11 @@ cmake --build "$build_dir" --target zr-adjust -j "$(nproc)" >/dev/null
 mkdir -p out
 name=$(basename "$network" .net)
 status=0
-"$build_dir/tools/zr-adjust/zr-adjust" --json "out/$name.json" --svg "out/$name.svg" "$@" \
-  "$network" || status=$?
+"$build_dir/tools/zr-adjust/zr-adjust" --json "out/$name.json" --svg "out/$name.svg" \
+  --html out/report.html "$@" "$network" || status=$?
 if [ "$status" -ne 2 ]; then
   echo
   echo "Results: out/$name.json, plan with error ellipses: out/$name.svg"
+  echo "Report to read and print: out/report.html (open it in a browser; print with Ctrl+P)"
 fi
 exit "$status"

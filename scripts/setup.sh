@@ -11,6 +11,9 @@ packages=(
   clang libclang-rt-14-dev
   libeigen3-dev libsuitesparse-dev
   python3
+  # The HTML report's tests: an independent HTML5 parser, and a real browser that opens,
+  # screenshots and prints the page.
+  python3-html5lib chromium
 )
 
 missing=()

@@ -115,6 +115,7 @@ const std::map<std::string, Setter>& ValueOptions() {
       {"--dump", [](Options& o, const std::string& v) { o.dumpFile = v; }},
       {"--json", [](Options& o, const std::string& v) { o.jsonFile = v; }},
       {"--svg", [](Options& o, const std::string& v) { o.svgFile = v; }},
+      {"--html", [](Options& o, const std::string& v) { o.htmlFile = v; }},
   };
   return table;
 }
@@ -225,6 +226,7 @@ Statistics:
 Output (the report goes to standard output, progress to standard error):
   --json FILE            write the results as JSON
   --svg FILE             draw the network in plan with error ellipses
+  --html FILE            write one self-contained report page to read and print
   --log FILE             the library's correction log (Latin-1)
   --dump FILE            the library's matrix dumps (Latin-1)
   -q, --quiet            no progress lines

@@ -46,6 +46,7 @@ struct Options {
   std::string dumpFile;
   std::string jsonFile;
   std::string svgFile;
+  std::string htmlFile;
 };
 
 struct ParsedOptions {

@@ -29,13 +29,14 @@ TEST(Options, DefaultsAndEveryOptionReachingItsField) {
               d.maxCorrection == 1e10 && d.damping == 0.0 && d.sigma0 == 1.0);
   EXPECT_FALSE(d.adaptiveWeights || d.quiet);
   EXPECT_TRUE(d.varianceFactor == VarianceFactor::Estimated && d.alpha == 0.05);
-  EXPECT_TRUE(d.logFile.empty() && d.dumpFile.empty() && d.jsonFile.empty() && d.svgFile.empty());
+  EXPECT_TRUE(d.logFile.empty() && d.dumpFile.empty() && d.jsonFile.empty() && d.svgFile.empty() &&
+              d.htmlFile.empty());
 
   ParsedOptions parsed = Parse(
       "--order input --solver=evaluate --inverse never --iterations 7 --tolerance 0 "
       "--step-factor 0.5 --max-correction=2.5 --damping 1e-9 --sigma0 3 --adaptive-weights "
-      "--variance-factor known --alpha=0.01 --log l.txt --dump d.txt --json r.json --svg p.svg -q "
-      "-- -net.txt");
+      "--variance-factor known --alpha=0.01 --log l.txt --dump d.txt --json r.json --svg p.svg "
+      "--html=r.html -q -- -net.txt");
   ASSERT_EQ(parsed.error, "");
   const Options& o = parsed.options;
   EXPECT_TRUE(o.order == IdentifierOrder::Input && o.solver == SolverChoice::Evaluate &&
@@ -44,7 +45,8 @@ TEST(Options, DefaultsAndEveryOptionReachingItsField) {
               o.maxCorrection == 2.5 && o.damping == 1e-9 && o.sigma0 == 3.0);
   EXPECT_TRUE(o.adaptiveWeights && o.quiet);
   EXPECT_TRUE(o.varianceFactor == VarianceFactor::Known && o.alpha == 0.01);
-  EXPECT_EQ(o.logFile + o.dumpFile + o.jsonFile + o.svgFile, "l.txtd.txtr.jsonp.svg");
+  EXPECT_EQ(o.logFile + o.dumpFile + o.jsonFile + o.svgFile + o.htmlFile,
+            "l.txtd.txtr.jsonp.svgr.html");
   EXPECT_EQ(o.networkFile, "-net.txt");
   EXPECT_EQ(Parse("-").options.networkFile, "-");
 }
@@ -67,6 +69,7 @@ TEST(Options, BadOptionsSayWhatIsWrong) {
       {"a.net --iterations 2.5", "needs a whole number from 1 to 1000000, got '2.5'"},
       {"a.net --order amd", "option --order must be one of input, rcm, got 'amd'"},
       {"a.net --solver pardiso", "option --solver must be one of compact, evaluate"},
+      {"a.net --html", "option --html needs a value"},
       {"a.net --inverse yes", "option --inverse must be one of always, auto, never"},
       {"a.net --variance-factor a-priori",
        "option --variance-factor must be one of estimated, known, got 'a-priori'"},

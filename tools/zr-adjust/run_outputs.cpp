@@ -2,7 +2,9 @@
 
 #include <cerrno>
 #include <cstring>
+#include <ctime>
 
+#include "tools/zr-adjust/html_context.h"
 #include "tools/zr-adjust/report/json_report.h"
 #include "tools/zr-adjust/report/svg_plot.h"
 
@@ -34,6 +36,8 @@ bool RunOutputs::Open(const Options& options, std::string& error) {
   dump.reset(dumpFile);
   opened = opened && OpenResult(options.jsonFile, json, error);
   opened = opened && OpenResult(options.svgFile, svg, error);
+  opened = opened && OpenResult(options.htmlFile, html, error);
+  if (html) htmlContext = MakeHtmlContext(options, ZR_VERSION, std::time(nullptr));
   return opened;
 }
 
@@ -45,6 +49,10 @@ bool RunOutputs::Finish(const AdjustmentReport& report, std::string& error) {
   if (svg) {
     WriteSvgPlot(svg->Stream(), report);
     if (!svg->Commit(error)) return false;
+  }
+  if (html) {
+    WriteHtmlReport(html->Stream(), report, htmlContext);
+    if (!html->Commit(error)) return false;
   }
   bool closed = true;
   for (std::FILE* file : {log.release(), dump.release()}) {

@@ -3,15 +3,16 @@
 //
 // Open creates all of them before anything is adjusted, so that a path that cannot be written
 // is reported as bad input and not after a long run. The library's correction log and matrix
-// dump are written while it runs; the JSON and SVG results appear only at Finish, complete,
-// or not at all.
+// dump are written while it runs; the JSON, SVG and HTML results appear only at Finish,
+// complete, or not at all.
 
 #include <cstdio>
 #include <memory>
 #include <string>
 
-#include "tools/zr-adjust/report/adjustment_report.h"
 #include "tools/zr-adjust/options.h"
+#include "tools/zr-adjust/report/adjustment_report.h"
+#include "tools/zr-adjust/report/html_report.h"
 #include "tools/zr-adjust/report/output_file.h"
 
 namespace zradjust {
@@ -23,7 +24,7 @@ class RunOutputs {
   // The streams for the model's correctionLog and matrixDump; null when not asked for.
   std::FILE* Log() const { return log.get(); }
   std::FILE* Dump() const { return dump.get(); }
-  // Writes and commits the JSON and SVG files and closes the log and dump.
+  // Writes and commits the JSON, SVG and HTML files and closes the log and dump.
   bool Finish(const AdjustmentReport& report, std::string& error);
 
  private:
@@ -34,6 +35,8 @@ class RunOutputs {
   std::unique_ptr<std::FILE, FileCloser> dump;
   std::unique_ptr<OutputFile> json;
   std::unique_ptr<OutputFile> svg;
+  std::unique_ptr<OutputFile> html;
+  HtmlContext htmlContext;
 };
 
 }  // namespace zradjust

@@ -58,6 +58,7 @@ TEST(ZrAdjust, ExitStatusFollowsOptionsFilesAndConvergence) {
       {data + "missing.net", 2, "missing.net: cannot read: No such file or directory"},
       {"/", 2, "/: cannot read: "},
       {"--json /nonexistent/dir/r.json" + small, 2, "/nonexistent/dir/r.json: cannot write"},
+      {"--html /nonexistent/dir/r.html" + small, 2, "/nonexistent/dir/r.html: cannot write"},
       {"--help", 0, "Usage: zr-adjust"},
       {"--iterations 2" + nonlinear, 1, "NOT converged"},
       {"--tolerance 0 --iterations 3" + small, 1, ""},

@@ -1,0 +1,79 @@
+#include "tools/zr-adjust/report/html_format.h"
+
+#include <cmath>
+#include <cstdio>
+
+namespace zradjust {
+
+std::string HtmlText(const std::string& text) {
+  std::string escaped;
+  escaped.reserve(text.size());
+  for (char c : text) {
+    switch (c) {
+      case '&':
+        escaped += "&amp;";
+        break;
+      case '<':
+        escaped += "&lt;";
+        break;
+      case '>':
+        escaped += "&gt;";
+        break;
+      case '"':
+        escaped += "&quot;";
+        break;
+      case '\'':
+        escaped += "&#39;";
+        break;
+      default:
+        escaped += c;
+    }
+  }
+  return escaped;
+}
+
+ShownQuantity ShownCoordinate() {
+  return {1.0, 4, "m"};
+}
+
+ShownQuantity ShownPrecision() {
+  return {1000.0, 2, "mm"};
+}
+
+ShownQuantity ShownAngle(AngleUnit unit) {
+  // gon and degrees to 0.1 mgon or 0.036″, radians to 0.1 µrad: finer than any instrument.
+  return {1.0 / RadiansPerUnit(unit), unit == AngleUnit::Radian ? 7 : 5, UnitName(unit)};
+}
+
+ShownQuantity ShownSmallAngle(AngleUnit unit) {
+  switch (unit) {
+    case AngleUnit::Gon:
+      return {1000.0 / RadiansPerUnit(unit), 2, "mgon"};
+    case AngleUnit::Degree:
+      return {3600.0 / RadiansPerUnit(unit), 2, "\xE2\x80\xB3"};
+    case AngleUnit::Radian:
+      break;
+  }
+  return {1000.0, 3, "mrad"};
+}
+
+ShownQuantity ShownBearing(AngleUnit unit) {
+  return {1.0 / RadiansPerUnit(unit), unit == AngleUnit::Radian ? 4 : 2, UnitName(unit)};
+}
+
+std::string Fixed(std::optional<double> value, int decimals) {
+  if (!value || !std::isfinite(*value)) return "n/a";
+  char buffer[64];
+  std::snprintf(buffer, sizeof buffer, "%.*f", decimals, *value);
+  std::string text = buffer;
+  // "-0.00" says nothing that "0.00" does not, and reads like a sign error.
+  if (text[0] == '-' && text.find_first_not_of("-0.") == std::string::npos) text.erase(0, 1);
+  return text;
+}
+
+std::string Show(std::optional<double> value, const ShownQuantity& quantity) {
+  if (!value) return "n/a";
+  return Fixed(*value * quantity.factor, quantity.decimals);
+}
+
+}  // namespace zradjust
