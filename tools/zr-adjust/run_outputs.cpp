@@ -2,9 +2,11 @@
 
 #include <cerrno>
 #include <cstring>
+#include <sstream>
 
 #include "tools/zr-adjust/report/json_report.h"
 #include "tools/zr-adjust/report/svg_plot.h"
+#include "tools/zr-adjust/report/text_report.h"
 
 namespace zradjust {
 namespace {
@@ -18,14 +20,32 @@ bool OpenStream(const std::string& path, std::FILE*& file, std::string& error) {
 }
 
 bool OpenResult(const std::string& path, std::unique_ptr<OutputFile>& file, std::string& error) {
-  if (path.empty()) return true;
+  if (path.empty() || path == standardOutputPath) return true;
   file = std::make_unique<OutputFile>();
   return file->Open(path, error);
 }
 
 }  // namespace
 
+bool WriteStandardOutput(const std::string& text, std::string& error) {
+  errno = 0;
+  bool written = std::fwrite(text.data(), 1, text.size(), stdout) == text.size();
+  int reason = errno;
+  written = std::fflush(stdout) == 0 && written;
+  if (!reason) reason = errno;
+  if (written) return true;
+  error = std::string("standard output: cannot write: ") + std::strerror(reason ? reason : EIO);
+  return false;
+}
+
 bool RunOutputs::Open(const Options& options, std::string& error) {
+  bool jsonOut = options.jsonFile == standardOutputPath;
+  bool svgOut = options.svgFile == standardOutputPath;
+  if (jsonOut && svgOut) {
+    error = "--json - and --svg -: only one document can go to standard output";
+    return false;
+  }
+  standardOutput = jsonOut ? Document::Json : svgOut ? Document::Svg : Document::Text;
   std::FILE* logFile = nullptr;
   std::FILE* dumpFile = nullptr;
   bool opened = OpenStream(options.logFile, logFile, error);
@@ -38,6 +58,17 @@ bool RunOutputs::Open(const Options& options, std::string& error) {
 }
 
 bool RunOutputs::Finish(const AdjustmentReport& report, std::string& error) {
+  // The whole document is formed first, so that a failed write leaves nothing half-formed
+  // behind it.
+  std::ostringstream text;
+  if (standardOutput == Document::Json) {
+    WriteJsonReport(text, report);
+  } else if (standardOutput == Document::Svg) {
+    WriteSvgPlot(text, report);
+  } else {
+    WriteTextReport(text, report);
+  }
+  if (!WriteStandardOutput(text.str(), error)) return false;
   if (json) {
     WriteJsonReport(json->Stream(), report);
     if (!json->Commit(error)) return false;

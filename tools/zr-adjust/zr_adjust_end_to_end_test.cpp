@@ -88,7 +88,7 @@ TEST(ZrAdjust, WritesJsonAndSvgThatOtherToolsRead) {
   std::vector<double> sx = NumbersOf(Slurp(json), "sx");
   ASSERT_EQ(sx.size(), 4u);
   EXPECT_TRUE(std::isnan(sx[0]) && sx[2] > 0.0);   // a fixed point's null, a new point's value
-  EXPECT_EQ(CountOf(Slurp(svg), "<ellipse"), 2u);  // two new points with free X and Y
+  EXPECT_EQ(CountOf(Slurp(svg), "</ellipse>"), 2u);  // two new points with free X and Y
 }
 
 }  // namespace
