@@ -24,16 +24,17 @@ CC=clang CXX=clang++ cmake -S . -B "$build_dir" -DCMAKE_BUILD_TYPE=RelWithDebInf
   -DZR_BUILD_FUZZERS=ON -DZR_BUILD_TESTS=OFF -DZR_BUILD_BENCHMARKS=OFF >/dev/null
 cmake --build "$build_dir" --target network_reader_fuzzer program_fuzzer -j "$(nproc)"
 
-# target, its seed corpus in the tree, and the extra libFuzzer options it needs. The whole road
-# runs small inputs only (the target skips larger ones), each within a few milliseconds.
+# target name, binary, seed corpus in the tree, dictionary, seconds, and the extra libFuzzer
+# options it needs. The whole road runs small inputs only (the target skips larger ones), each
+# within a few milliseconds.
 run() {
-  local target=$1 binary=$2 seeds=$3 share=$4
-  shift 4
+  local target=$1 binary=$2 seeds=$3 dict=$4 share=$5
+  shift 5
   local corpus="$build_dir/fuzz_corpus/$target" crashes="$build_dir/crashes/$target"
   mkdir -p "$corpus" "$crashes"
   echo "== $target for $share s"
   # New inputs go to the first directory; the seed corpus in the tree stays as it is.
-  "$binary" "$corpus" "$seeds" -dict=tools/zr-adjust/network/network.dict \
+  "$binary" "$corpus" "$seeds" -dict="$dict" \
     -max_total_time="$share" -timeout=10 -print_final_stats=1 -artifact_prefix="$crashes/" "$@"
 }
 
@@ -45,7 +46,8 @@ export ASAN_OPTIONS="verify_asan_link_order=0${ASAN_OPTIONS:+:$ASAN_OPTIONS}"
 
 first=$((seconds / 2))
 run network_reader "$build_dir/tools/zr-adjust/network/network_reader_fuzzer" \
-  tools/zr-adjust/fuzz_corpus "$first" -max_len=4096
+  tools/zr-adjust/fuzz_corpus tools/zr-adjust/network/network.dict "$first" -max_len=4096
 run program "$build_dir/tools/zr-adjust/program_fuzzer" tools/zr-adjust/program_fuzz_corpus \
+  tools/zr-adjust/program.dict \
   "$((seconds - first))" -max_len=2048 -rss_limit_mb=2048
 echo "fuzz.sh: no crash in $seconds s"

@@ -1,7 +1,11 @@
 #include "tools/zr-adjust/program_fuzz_case.h"
 
+#include <algorithm>
 #include <cstdlib>
+#include <optional>
 #include <sstream>
+#include <string>
+#include <vector>
 
 #include "tools/zr-adjust/network/network_reader.h"
 #include "tools/zr-adjust/program.h"
@@ -33,6 +37,27 @@ bool IndicesInRange(const AdjustmentReport& report) {
   return true;
 }
 
+// The options of the run: a first line "#! OPTIONS" (a comment to the reader) gives them, so
+// that the fuzzer explores damping, orders, solvers and inverses too. The iteration count is
+// capped and no file is written; nothing when the options are bad.
+std::optional<Options> FuzzOptions(std::string_view text) {
+  std::vector<std::string> arguments;
+  if (text.substr(0, 2) == "#!") {
+    std::istringstream line(std::string(text.substr(2, text.find('\n') - 2)));
+    for (std::string argument; line >> argument;)
+      arguments.push_back(argument);
+  }
+  arguments.push_back("fuzz.net");
+  ParsedOptions parsed = ParseOptions(arguments);
+  if (!parsed.error.empty() || parsed.help || parsed.version) return std::nullopt;
+  Options options = parsed.options;
+  options.quiet = true;
+  options.iterations = std::min(options.iterations, fuzzIterations);
+  options.logFile.clear(), options.dumpFile.clear();
+  options.jsonFile.clear(), options.svgFile.clear();
+  return options;
+}
+
 }  // namespace
 
 void RunWholeRoad(std::string_view text) {
@@ -41,10 +66,9 @@ void RunWholeRoad(std::string_view text) {
   if (!read.Ok() || read.network.points.size() > fuzzMaximumPoints ||
       read.network.observations.size() > fuzzMaximumObservations)
     return;
-  Options options;
-  options.networkFile = "fuzz.net";
-  options.quiet = true;
-  options.iterations = fuzzIterations;
+  std::optional<Options> parsed = FuzzOptions(text);
+  if (!parsed) return;
+  Options& options = *parsed;
   std::ostringstream messages;
   Outcome outcome = AdjustNetwork(options, read, messages, nullptr, nullptr);
   if (outcome.exitStatus < exitConverged || outcome.exitStatus > exitNumericalFailure) std::abort();

@@ -15,9 +15,10 @@ inline constexpr std::size_t fuzzMaximumPoints = 24;
 inline constexpr std::size_t fuzzMaximumObservations = 96;
 inline constexpr int fuzzIterations = 4;
 
-// Runs one input. Returns normally for every input, accepted or not; aborts (so that the
-// fuzzer reports it) when the outcome breaks the program's promises: an exit status outside
-// 0..3, a report with indices outside its own tables, or a report on a failed run.
+// Runs one input; a first line "#! OPTIONS" sets zr-adjust's options for it (iterations
+// capped at fuzzIterations, no files written). Returns normally for every input, accepted or not;
+// aborts (so that the fuzzer reports it) when the outcome breaks the program's promises: an exit
+// status outside 0..3, a report with indices outside its own tables, or a report on a failed run.
 void RunWholeRoad(std::string_view text);
 
 }  // namespace zradjust
