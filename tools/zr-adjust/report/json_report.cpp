@@ -1,5 +1,6 @@
 #include "tools/zr-adjust/report/json_report.h"
 
+#include <charconv>
 #include <cmath>
 #include <cstdio>
 
@@ -9,9 +10,11 @@ namespace zradjust {
 
 std::string JsonNumber(double value) {
   if (!std::isfinite(value)) return "null";
+  // The same characters as printf's %.17g, several times faster on large networks.
   char buffer[32];
-  std::snprintf(buffer, sizeof buffer, "%.17g", value);
-  return buffer;
+  std::to_chars_result end =
+      std::to_chars(buffer, buffer + sizeof buffer, value, std::chars_format::general, 17);
+  return std::string(buffer, end.ptr);
 }
 
 std::string JsonString(const std::string& text) {

@@ -1,6 +1,7 @@
 #include "tools/zr-adjust/report/text_table.h"
 
 #include <algorithm>
+#include <charconv>
 #include <cmath>
 #include <cstdio>
 #include <utility>
@@ -49,13 +50,16 @@ std::string FixedOrExponent(double value, int decimals) {
   if (std::isnan(value)) return "nan";
   if (std::isinf(value)) return value > 0 ? "inf" : "-inf";
   char buffer[64];
+  std::to_chars_result end;
   if (std::fabs(value) >= exponentThreshold) {
     // At least four significant digits, even where the fixed form shows two decimals.
-    std::snprintf(buffer, sizeof buffer, "%.*e", decimals < 3 ? 3 : decimals, value);
-    return buffer;
+    end = std::to_chars(buffer, buffer + sizeof buffer, value, std::chars_format::scientific,
+                        decimals < 3 ? 3 : decimals);
+    return std::string(buffer, end.ptr);
   }
-  std::snprintf(buffer, sizeof buffer, "%.*f", decimals, value);
-  std::string text = buffer;
+  // Below the threshold the fixed form has at most 10 + 1 + decimals characters.
+  end = std::to_chars(buffer, buffer + sizeof buffer, value, std::chars_format::fixed, decimals);
+  std::string text(buffer, end.ptr);
   // -0.0000: a tiny negative value reads as zero, not as a sign without a figure.
   if (text[0] == '-' && text.find_first_of("123456789") == std::string::npos) text.erase(0, 1);
   return text;
