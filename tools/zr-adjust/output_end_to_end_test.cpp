@@ -21,8 +21,10 @@ std::string Slurp(const std::string& path) {
   return text.str();
 }
 
+// A file name of its own for every test: ctest runs the tests of this program in parallel.
 std::string Scratch(const std::string& name) {
-  return ::testing::TempDir() + "/zr_output_" + name;
+  return ::testing::TempDir() + "/zr_output_" +
+         ::testing::UnitTest::GetInstance()->current_test_info()->name() + "_" + name;
 }
 
 struct ProgramRun {
