@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
+#include <unistd.h>
 
 #include <fstream>
 #include <sstream>
@@ -21,9 +22,10 @@ std::string Slurp(const std::string& path) {
   return text.str();
 }
 
-// A file name of its own for every test: ctest runs the tests of this program in parallel.
+// A file name of its own for every test and process: ctest runs the tests of this program in
+// parallel, and other checkouts may run them at the same time in the same temporary folder.
 std::string Scratch(const std::string& name) {
-  return ::testing::TempDir() + "/zr_output_" +
+  return ::testing::TempDir() + "/zr_output_" + std::to_string(getpid()) + "_" +
          ::testing::UnitTest::GetInstance()->current_test_info()->name() + "_" + name;
 }
 

@@ -26,6 +26,11 @@ std::string Slurp(const std::string& path) {
   return text.str();
 }
 
+// A scratch file of this process: other checkouts may run these tests at the same time.
+std::string Scratch(const std::string& name) {
+  return ::testing::TempDir() + "/zr_report_" + std::to_string(getpid()) + "_" + name;
+}
+
 TEST(JsonReport, NumbersReadBackToTheSameDoubles) {
   AdjustmentReport report = SampleReport();
   std::ostringstream out;
@@ -79,8 +84,8 @@ TEST(JsonReport, NumbersReadBackToTheSameDoubles) {
 TEST(JsonReport, HasEveryFieldOfTheDocumentedLayout) {
   // An independent JSON reader checks the structure: names, nulls and which keys exist where.
   AdjustmentReport report = SampleReport();
-  const std::string path = ::testing::TempDir() + "/zr_json_layout.json";
-  const std::string script = ::testing::TempDir() + "/zr_json_layout.py";
+  const std::string path = Scratch("layout.json");
+  const std::string script = Scratch("layout.py");
   {
     std::ofstream out(path);
     WriteJsonReport(out, report);
@@ -245,7 +250,7 @@ TEST(SvgPlot, DrawsALevellingNetworkAsAHeightProfile) {
 }
 
 TEST(OutputFile, AppearsOnlyWhenCommittedAndNeverReplacesADevice) {
-  const std::string path = ::testing::TempDir() + "/zr_output_file_test.txt";
+  const std::string path = Scratch("output_file.txt");
   std::string error;
   for (bool commit : {false, true}) {
     std::remove(path.c_str());
