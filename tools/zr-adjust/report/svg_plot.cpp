@@ -286,9 +286,11 @@ void WriteSvgPlot(std::ostream& out, const AdjustmentReport& report) {
                        "%g\xC3\x97",
                        report.confidenceFactor, enlargement)
                  : std::string();
-  std::string subtitle =
-      "plan, X right, Y up; " + (anyEllipse ? ellipseText : std::string("no error ellipses")) +
-      (report.sigma0 ? SvgFormat("; \xCF\x83\xE2\x82\x80 = %.3f", *report.sigma0) : std::string());
+  std::string subtitle = "plan, X right, Y up; " +
+                         (anyEllipse ? ellipseText : std::string("no error ellipses")) +
+                         (report.sigma0 && std::isfinite(*report.sigma0)
+                              ? SvgFormat("; \xCF\x83\xE2\x82\x80 = %.3f", *report.sigma0)
+                              : std::string());
   WriteHeader(out, report, width, height, subtitle);
   if (plan.empty) {
     out << SvgFormat(

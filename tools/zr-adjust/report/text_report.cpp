@@ -75,15 +75,18 @@ void WriteDatum(std::ostream& out, const AdjustmentReport& report) {
 }
 
 void WriteStatisticsSummary(std::ostream& out, const AdjustmentReport& report) {
-  std::string sigma0 = report.sigma0 ? FixedOrExponent(*report.sigma0, 4)
-                                     : Format("undefined (r = %lld)", report.redundancy);
+  // A sigma0 that is not finite (a run that broke down) reads as undefined too.
+  bool defined = report.sigma0 && std::isfinite(*report.sigma0);
+  std::string sigma0 = defined                  ? FixedOrExponent(*report.sigma0, 4)
+                       : report.redundancy <= 0 ? Format("undefined (r = %lld)", report.redundancy)
+                                                : std::string("undefined (not finite)");
   SummaryLine(out, "sigma0", sigma0);
   WriteDatum(out, report);
   if (report.varianceFactor == VarianceFactor::Estimated) {
     SummaryLine(out, "variance factor",
                 "estimated: covariances scaled by sigma0\xC2\xB2" +
-                    (report.sigma0 ? " = " + FixedOrExponent(*report.sigma0 * *report.sigma0, 4)
-                                   : std::string()));
+                    (defined ? " = " + FixedOrExponent(*report.sigma0 * *report.sigma0, 4)
+                             : std::string()));
   } else if (report.varianceFactorForced) {
     SummaryLine(out, "variance factor",
                 "known (SIGMAs taken as true): with r = 0 there is nothing to estimate it from");
