@@ -144,18 +144,21 @@ void WriteFlagged(std::ostream& out, const AdjustmentReport& report, Columns col
 void WriteTextObservations(std::ostream& out, const AdjustmentReport& report) {
   if (report.observations.empty()) return;
   Columns columns;
-  bool anyOutlier = false, anyUncontrolled = false;
+  bool anyOutlier = false, anyUncontrolled = false, anyAngle = false;
   for (const ObservationResult& observation : report.observations) {
     columns.sets = columns.sets || observation.type == ObservationType::Direction;
     columns.at = columns.at || observation.type == ObservationType::Angle;
     anyOutlier = anyOutlier || observation.outlier;
+    anyAngle = anyAngle || IsAngular(observation.type);
     anyUncontrolled = anyUncontrolled || observation.uncontrolled;
   }
-  out << "Observations: residual v = observed - adjusted and minimal detectable bias MDB in mm\n"
-         "(angles: observed and adjusted in the unit of the record, v and MDB in mgon, "
-         "\xE2\x80\xB3 "
-         "or \xC2\xB5rad),\nredundancy number r\xE1\xB5\xA2, w = v / (\xCF\x83\xC2\xB7\xE2\x88\x9A"
-         "r\xE1\xB5\xA2)\n";
+  out << "Observations: residual v = observed - adjusted and minimal detectable bias MDB in mm";
+  if (anyAngle) {
+    out << "\n(angles: observed and adjusted in the unit of the record, v and MDB in mgon, "
+           "\xE2\x80\xB3 or \xC2\xB5rad)";
+  }
+  out << ",\nredundancy number r\xE1\xB5\xA2, w = v / "
+         "(\xCF\x83\xC2\xB7\xE2\x88\x9Ar\xE1\xB5\xA2)\n";
   WriteTable(out, report, columns);
   if (anyOutlier) {
     out << "  outlier: |w| above the critical value " << FixedOrExponent(report.criticalW, 2)
