@@ -122,7 +122,7 @@ void WriteLines(std::ostream& out, const AdjustmentReport& report, const Project
     const PointResult& q = report.points[to];
     if (!Drawable(p) || !Drawable(q)) return;
     if (!drawn.insert({kind, std::min(from, to), std::max(from, to)}).second) return;
-    out << SvgFormat("  <line x1=\"%.2f\" y1=\"%.2f\" x2=\"%.2f\" y2=\"%.2f\" %s/>\n",
+    out << Formatted("  <line x1=\"%.2f\" y1=\"%.2f\" x2=\"%.2f\" y2=\"%.2f\" %s/>\n",
                      map.U(p.coordinate[0]), map.V(p.coordinate[1]), map.U(q.coordinate[0]),
                      map.V(q.coordinate[1]), lineStyles[kind].stroke);
   };
@@ -150,7 +150,7 @@ void WriteEllipses(std::ostream& out, const AdjustmentReport& report, const Proj
     double u = map.U(point.coordinate[0]);
     double v = map.V(point.coordinate[1]);
     // On the canvas (Y down) a rotation by bearing - 90° turns the X axis onto the bearing.
-    out << SvgFormat(
+    out << Formatted(
         "  <ellipse cx=\"%.2f\" cy=\"%.2f\" rx=\"%.3f\" ry=\"%.3f\" "
         "transform=\"rotate(%.3f %.2f %.2f)\"><title>%s: 95 %% %.2f mm \xC3\x97 %.2f "
         "mm</title></ellipse>\n",
@@ -168,15 +168,15 @@ void WritePoints(std::ostream& out, const AdjustmentReport& report, const Projec
     double u = map.U(point.coordinate[0]);
     double v = map.V(point.coordinate[1]);
     if (point.fixed[0] && point.fixed[1]) {
-      out << SvgFormat("  <path d=\"M %.2f %.2f l 6 10.4 h -12 z\" fill=\"#000000\"/>\n", u,
+      out << Formatted("  <path d=\"M %.2f %.2f l 6 10.4 h -12 z\" fill=\"#000000\"/>\n", u,
                        v - 6.9);
     } else {
-      out << SvgFormat(
+      out << Formatted(
           "  <circle cx=\"%.2f\" cy=\"%.2f\" r=\"3.5\" fill=\"#ffffff\" "
           "stroke=\"#000000\" stroke-width=\"1.5\"/>\n",
           u, v);
     }
-    out << SvgFormat("  <text x=\"%.2f\" y=\"%.2f\">%s</text>\n", u + 7.0, v - 6.0,
+    out << Formatted("  <text x=\"%.2f\" y=\"%.2f\">%s</text>\n", u + 7.0, v - 6.0,
                      XmlText(point.name).c_str());
   }
   out << "</g>\n";
@@ -186,26 +186,26 @@ void WriteLegend(std::ostream& out, double x, double y, const std::string& ellip
   out << "  <g id=\"legend\">\n";
   double at = x;
   for (const LineStyle& style : lineStyles) {
-    out << SvgFormat(
+    out << Formatted(
         "  <line x1=\"%.2f\" y1=\"%.2f\" x2=\"%.2f\" y2=\"%.2f\" %s stroke-width=\"1.2\"/>\n", at,
         y, at + 30.0, y, style.stroke);
-    out << SvgFormat("  <text x=\"%.2f\" y=\"%.2f\">%s</text>\n", at + 36.0, y + 4.0, style.label);
+    out << Formatted("  <text x=\"%.2f\" y=\"%.2f\">%s</text>\n", at + 36.0, y + 4.0, style.label);
     at += 46.0 + 7.0 * static_cast<double>(std::string(style.label).size());
   }
-  out << SvgFormat("  <path d=\"M %.2f %.2f l 6 10.4 h -12 z\" fill=\"#000000\"/>\n", at + 6.0,
+  out << Formatted("  <path d=\"M %.2f %.2f l 6 10.4 h -12 z\" fill=\"#000000\"/>\n", at + 6.0,
                    y - 6.9);
-  out << SvgFormat("  <text x=\"%.2f\" y=\"%.2f\">fixed</text>\n", at + 16.0, y + 4.0);
-  out << SvgFormat(
+  out << Formatted("  <text x=\"%.2f\" y=\"%.2f\">fixed</text>\n", at + 16.0, y + 4.0);
+  out << Formatted(
       "  <circle cx=\"%.2f\" cy=\"%.2f\" r=\"3.5\" fill=\"#ffffff\" stroke=\"#000000\" "
       "stroke-width=\"1.5\"/>\n",
       at + 71.0, y);
-  out << SvgFormat("  <text x=\"%.2f\" y=\"%.2f\">adjusted</text>\n", at + 80.0, y + 4.0);
+  out << Formatted("  <text x=\"%.2f\" y=\"%.2f\">adjusted</text>\n", at + 80.0, y + 4.0);
   if (!ellipseText.empty()) {
-    out << SvgFormat(
+    out << Formatted(
         "  <ellipse cx=\"%.2f\" cy=\"%.2f\" rx=\"14\" ry=\"6\" fill=\"#d62728\" "
         "fill-opacity=\"0.15\" stroke=\"#d62728\" stroke-width=\"1.2\"/>\n",
         x + 15.0, y + 26.0);
-    out << SvgFormat("  <text x=\"%.2f\" y=\"%.2f\">%s</text>\n", x + 36.0, y + 30.0,
+    out << Formatted("  <text x=\"%.2f\" y=\"%.2f\">%s</text>\n", x + 36.0, y + 30.0,
                      XmlText(ellipseText).c_str());
   }
   out << "  </g>\n";
@@ -252,22 +252,6 @@ Plan PlanOf(const AdjustmentReport& report) {
   return plan;
 }
 
-void WriteHeader(std::ostream& out, const AdjustmentReport& report, double width, double height,
-                 const std::string& subtitle) {
-  out << "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n";
-  out << SvgFormat(
-      "<svg xmlns=\"http://www.w3.org/2000/svg\" width=\"%.0f\" height=\"%.0f\" "
-      "viewBox=\"0 0 %.0f %.0f\">\n",
-      width, height, width, height);
-  out << SvgFormat("<rect width=\"%.0f\" height=\"%.0f\" fill=\"#ffffff\"/>\n", width, height);
-  out << "<g font-family=\"sans-serif\">\n";
-  out << SvgFormat("  <text x=\"%.0f\" y=\"32\" font-size=\"18\">%s</text>\n", marginLeft,
-                   XmlText(report.networkFile).c_str());
-  out << SvgFormat("  <text x=\"%.0f\" y=\"54\" font-size=\"13\" fill=\"#444444\">%s</text>\n",
-                   marginLeft, XmlText(subtitle).c_str());
-  out << "</g>\n";
-}
-
 }  // namespace
 
 void WriteSvgPlot(std::ostream& out, const AdjustmentReport& report) {
@@ -281,7 +265,7 @@ void WriteSvgPlot(std::ostream& out, const AdjustmentReport& report) {
   double enlargement = RoundEnlargement(plan.largestEllipse, map.scale, largestEllipsePixels);
   bool anyEllipse = plan.largestEllipse > 0.0;
   std::string ellipseText =
-      anyEllipse ? SvgFormat(
+      anyEllipse ? Formatted(
                        "95 %% confidence ellipse (standard ellipse \xC3\x97 %.4f), enlarged "
                        "%g\xC3\x97",
                        report.confidenceFactor, enlargement)
@@ -289,11 +273,11 @@ void WriteSvgPlot(std::ostream& out, const AdjustmentReport& report) {
   std::string subtitle = "plan, X right, Y up; " +
                          (anyEllipse ? ellipseText : std::string("no error ellipses")) +
                          (report.sigma0 && std::isfinite(*report.sigma0)
-                              ? SvgFormat("; \xCF\x83\xE2\x82\x80 = %.3f", *report.sigma0)
+                              ? Formatted("; \xCF\x83\xE2\x82\x80 = %.3f", *report.sigma0)
                               : std::string());
-  WriteHeader(out, report, width, height, subtitle);
+  WriteSvgHeader(out, width, height, marginLeft, report.networkFile, subtitle);
   if (plan.empty) {
-    out << SvgFormat(
+    out << Formatted(
         "<text x=\"%.0f\" y=\"%.0f\" font-family=\"sans-serif\">no points to draw</text>\n",
         marginLeft, marginTop + 40.0);
     out << "</svg>\n";

@@ -67,16 +67,16 @@ void WriteAxis(std::ostream& out, const Profile& profile) {
   double step = RoundScaleLength(span / tickCount);
   out << "<g id=\"height-axis\" font-family=\"sans-serif\" font-size=\"12\" "
          "stroke=\"#000000\">\n";
-  out << SvgFormat("  <line x1=\"%.2f\" y1=\"%.2f\" x2=\"%.2f\" y2=\"%.2f\"/>\n", marginLeft - 30.0,
+  out << Formatted("  <line x1=\"%.2f\" y1=\"%.2f\" x2=\"%.2f\" y2=\"%.2f\"/>\n", marginLeft - 30.0,
                    marginTop, marginLeft - 30.0, marginTop + profileHeight);
   double first = std::ceil(profile.minH / step) * step;
   for (int tick = 0; tick <= 2 * tickCount + 1; ++tick) {
     double h = first + tick * step;
     if (!std::isfinite(h) || h > profile.minH + span) break;
     double v = profile.V(h);
-    out << SvgFormat("  <line x1=\"%.2f\" y1=\"%.2f\" x2=\"%.2f\" y2=\"%.2f\"/>\n",
+    out << Formatted("  <line x1=\"%.2f\" y1=\"%.2f\" x2=\"%.2f\" y2=\"%.2f\"/>\n",
                      marginLeft - 36.0, v, marginLeft - 30.0, v);
-    out << SvgFormat(
+    out << Formatted(
         "  <text x=\"%.2f\" y=\"%.2f\" stroke=\"none\" text-anchor=\"end\">%g</text>\n",
         marginLeft - 40.0, v + 4.0, h);
   }
@@ -96,7 +96,7 @@ void WriteLevellingLines(std::ostream& out, const AdjustmentReport& report,
     long from = place[observation.from], to = place[observation.to];
     if (from < 0 || to < 0 || from == to) continue;
     if (!drawn.insert({std::min(from, to), std::max(from, to)}).second) continue;
-    out << SvgFormat("  <line x1=\"%.2f\" y1=\"%.2f\" x2=\"%.2f\" y2=\"%.2f\"/>\n",
+    out << Formatted("  <line x1=\"%.2f\" y1=\"%.2f\" x2=\"%.2f\" y2=\"%.2f\"/>\n",
                      profile.across[from], profile.V(report.points[observation.from].coordinate[0]),
                      profile.across[to], profile.V(report.points[observation.to].coordinate[0]));
   }
@@ -111,22 +111,22 @@ void WritePointsAndBars(std::ostream& out, const AdjustmentReport& report, const
     double u = profile.across[k], v = profile.V(point.coordinate[0]);
     if (point.deviation[0] && std::isfinite(*point.deviation[0])) {
       double half = *point.deviation[0] * enlargement * profile.scale;
-      out << SvgFormat(
+      out << Formatted(
           "  <path d=\"M %.2f %.2f v %.3f M %.2f %.2f h 8 M %.2f %.2f h 8\" stroke=\"#d62728\" "
           "stroke-width=\"2\"><title>%s: %.2f mm</title></path>\n",
           u, v - half, 2.0 * half, u - 4.0, v - half, u - 4.0, v + half,
           XmlText(point.name).c_str(), *point.deviation[0] * 1000.0);
     }
     if (point.fixed[0]) {
-      out << SvgFormat("  <path d=\"M %.2f %.2f l 6 10.4 h -12 z\" fill=\"#000000\"/>\n", u,
+      out << Formatted("  <path d=\"M %.2f %.2f l 6 10.4 h -12 z\" fill=\"#000000\"/>\n", u,
                        v - 6.9);
     } else {
-      out << SvgFormat(
+      out << Formatted(
           "  <circle cx=\"%.2f\" cy=\"%.2f\" r=\"3.5\" fill=\"#ffffff\" stroke=\"#000000\" "
           "stroke-width=\"1.5\"/>\n",
           u, v);
     }
-    out << SvgFormat("  <text x=\"%.2f\" y=\"%.2f\">%s</text>\n", u + 7.0, v - 8.0,
+    out << Formatted("  <text x=\"%.2f\" y=\"%.2f\">%s</text>\n", u + 7.0, v - 8.0,
                      XmlText(point.name).c_str());
   }
   out << "</g>\n";
@@ -144,25 +144,13 @@ void WriteHeightProfile(std::ostream& out, const AdjustmentReport& report) {
   double enlargement = RoundEnlargement(largest, profile.scale, largestBarPixels);
   double width = marginLeft + profileWidth + marginRight;
   double height = marginTop + profileHeight + marginBottom;
-  std::string bars = largest > 0.0 ? SvgFormat(
+  std::string bars = largest > 0.0 ? Formatted(
                                          "bars: standard deviation of the height (\xC2\xB1"
                                          "1\xCF\x83), enlarged %g\xC3\x97",
                                          enlargement)
                                    : std::string("no standard deviations");
-  out << "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n";
-  out << SvgFormat(
-      "<svg xmlns=\"http://www.w3.org/2000/svg\" width=\"%.0f\" height=\"%.0f\" "
-      "viewBox=\"0 0 %.0f %.0f\">\n",
-      width, height, width, height);
-  out << SvgFormat("<rect width=\"%.0f\" height=\"%.0f\" fill=\"#ffffff\"/>\n", width, height);
-  out << "<g font-family=\"sans-serif\">\n";
-  out << SvgFormat("  <text x=\"%.0f\" y=\"32\" font-size=\"18\">%s</text>\n", marginLeft,
-                   XmlText(report.networkFile).c_str());
-  out << SvgFormat(
-      "  <text x=\"%.0f\" y=\"54\" font-size=\"13\" fill=\"#444444\">height profile: points in "
-      "file order across, heights [m] up; %s</text>\n",
-      marginLeft, XmlText(bars).c_str());
-  out << "</g>\n";
+  WriteSvgHeader(out, width, height, marginLeft, report.networkFile,
+                 "height profile: points in file order across, heights [m] up; " + bars);
   WriteAxis(out, profile);
   WriteLevellingLines(out, report, profile);
   WritePointsAndBars(out, report, profile, enlargement);
@@ -173,7 +161,7 @@ void WriteHeightProfile(std::ostream& out, const AdjustmentReport& report) {
     WriteScaleBar(out, "deviation-scale", marginLeft, barTop, length * enlargement * profile.scale,
                   "bars " + MetresLabel(length) + " (drawn upright)", "#d62728");
   }
-  out << SvgFormat(
+  out << Formatted(
       "  <line x1=\"%.2f\" y1=\"%.2f\" x2=\"%.2f\" y2=\"%.2f\" stroke=\"#2e8b57\" "
       "stroke-dasharray=\"2 3\" stroke-width=\"1.2\"/>\n"
       "  <text x=\"%.2f\" y=\"%.2f\">levelling</text>\n",

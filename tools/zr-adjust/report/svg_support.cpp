@@ -1,19 +1,9 @@
 #include "tools/zr-adjust/report/svg_support.h"
 
 #include <cmath>
-#include <cstdarg>
 #include <cstdio>
 
 namespace zradjust {
-
-std::string SvgFormat(const char* format, ...) {
-  char buffer[1024];
-  va_list arguments;
-  va_start(arguments, format);
-  std::vsnprintf(buffer, sizeof buffer, format, arguments);
-  va_end(arguments);
-  return buffer;
-}
 
 std::string XmlText(const std::string& text) {
   std::string escaped;
@@ -49,19 +39,35 @@ double RoundScaleLength(double limit) {
 }
 
 std::string MetresLabel(double metres) {
-  if (metres < 1.0) return SvgFormat("%g mm", metres * 1000.0);
-  if (metres >= 1000.0) return SvgFormat("%g km", metres / 1000.0);
-  return SvgFormat("%g m", metres);
+  if (metres < 1.0) return Formatted("%g mm", metres * 1000.0);
+  if (metres >= 1000.0) return Formatted("%g km", metres / 1000.0);
+  return Formatted("%g m", metres);
+}
+
+void WriteSvgHeader(std::ostream& out, double width, double height, double x,
+                    const std::string& title, const std::string& subtitle) {
+  out << "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n";
+  out << Formatted(
+      "<svg xmlns=\"http://www.w3.org/2000/svg\" width=\"%.0f\" height=\"%.0f\" "
+      "viewBox=\"0 0 %.0f %.0f\">\n",
+      width, height, width, height);
+  out << Formatted("<rect width=\"%.0f\" height=\"%.0f\" fill=\"#ffffff\"/>\n", width, height);
+  out << "<g font-family=\"sans-serif\">\n";
+  out << Formatted("  <text x=\"%.0f\" y=\"32\" font-size=\"18\">%s</text>\n", x,
+                   XmlText(title).c_str());
+  out << Formatted("  <text x=\"%.0f\" y=\"54\" font-size=\"13\" fill=\"#444444\">%s</text>\n", x,
+                   XmlText(subtitle).c_str());
+  out << "</g>\n";
 }
 
 void WriteScaleBar(std::ostream& out, const char* id, double x, double y, double pixels,
                    const std::string& label, const char* colour) {
   out << "  <g id=\"" << id << "\">\n";
-  out << SvgFormat(
+  out << Formatted(
       "  <path d=\"M %.2f %.2f v 6 h %.2f v -6\" fill=\"none\" stroke=\"%s\" "
       "stroke-width=\"2\"/>\n",
       x, y - 6.0, pixels, colour);
-  out << SvgFormat("  <text x=\"%.2f\" y=\"%.2f\">%s</text>\n", x + pixels + 10.0, y + 4.0,
+  out << Formatted("  <text x=\"%.2f\" y=\"%.2f\">%s</text>\n", x + pixels + 10.0, y + 4.0,
                    XmlText(label).c_str());
   out << "  </g>\n";
 }

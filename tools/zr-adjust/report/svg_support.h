@@ -5,10 +5,9 @@
 #include <ostream>
 #include <string>
 
-namespace zradjust {
+#include "tools/zr-adjust/report/text_table.h"
 
-// printf into a string (up to 1 KiB).
-std::string SvgFormat(const char* format, ...) __attribute__((format(printf, 1, 2)));
+namespace zradjust {
 
 // text with &, <, > and " escaped for XML.
 std::string XmlText(const std::string& text);
@@ -18,6 +17,11 @@ double RoundScaleLength(double limit);
 
 // A length as a scale bar's label: mm below 1 m, km from 1 km, m between.
 std::string MetresLabel(double metres);
+
+// The document's start: the <svg> element of width x height pixels on a white ground, the
+// title and the subtitle at x (both escaped here).
+void WriteSvgHeader(std::ostream& out, double width, double height, double x,
+                    const std::string& title, const std::string& subtitle);
 
 // A horizontal scale bar of the given pixels at (x, y), labelled to its right, as group id.
 void WriteScaleBar(std::ostream& out, const char* id, double x, double y, double pixels,

@@ -1,7 +1,6 @@
 #include "tools/zr-adjust/report/text_report.h"
 
 #include <cmath>
-#include <cstdarg>
 #include <cstdio>
 #include <string>
 
@@ -15,19 +14,8 @@ constexpr double millimetresPerMetre = 1000.0;
 // Datum points named on one line of the summary before the next line starts.
 constexpr std::size_t namesPerLine = 10;
 
-std::string Format(const char* format, ...) __attribute__((format(printf, 1, 2)));
-
-std::string Format(const char* format, ...) {
-  char buffer[512];
-  va_list arguments;
-  va_start(arguments, format);
-  std::vsnprintf(buffer, sizeof buffer, format, arguments);
-  va_end(arguments);
-  return buffer;
-}
-
 void SummaryLine(std::ostream& out, const char* label, const std::string& text) {
-  out << Format("  %-16s ", label) << text << "\n";
+  out << Formatted("  %-16s ", label) << text << "\n";
 }
 
 std::string Millimetres(double metres) {
@@ -50,8 +38,8 @@ std::string PointCounts(const AdjustmentReport& report) {
 std::string RunState(const AdjustmentReport& report) {
   if (report.evaluateOnly) return "evaluation only, no corrections applied";
   if (report.diverged) return "stopped: coordinates are no longer finite";
-  if (report.converged) return Format("converged, no correction above %g m", report.tolerance);
-  return Format("NOT converged: iteration limit reached, tolerance %g m", report.tolerance);
+  if (report.converged) return Formatted("converged, no correction above %g m", report.tolerance);
+  return Formatted("NOT converged: iteration limit reached, tolerance %g m", report.tolerance);
 }
 
 void WriteDatum(std::ostream& out, const AdjustmentReport& report) {
@@ -64,8 +52,8 @@ void WriteDatum(std::ostream& out, const AdjustmentReport& report) {
   for (const std::string& parameter : datum.parameters)
     parameters += (parameters.empty() ? "" : " ") + parameter;
   SummaryLine(out, "datum",
-              Format("free, defect %d (%s), minimum trace over %zu datum points", datum.defect,
-                     parameters.c_str(), datum.points.size()));
+              Formatted("free, defect %d (%s), minimum trace over %zu datum points", datum.defect,
+                        parameters.c_str(), datum.points.size()));
   for (std::size_t first = 0; first < datum.points.size(); first += namesPerLine) {
     std::string names;
     for (std::size_t i = first; i < datum.points.size() && i < first + namesPerLine; ++i)
@@ -77,9 +65,10 @@ void WriteDatum(std::ostream& out, const AdjustmentReport& report) {
 void WriteStatisticsSummary(std::ostream& out, const AdjustmentReport& report) {
   // A sigma0 that is not finite (a run that broke down) reads as undefined too.
   bool defined = report.sigma0 && std::isfinite(*report.sigma0);
-  std::string sigma0 = defined                  ? FixedOrExponent(*report.sigma0, 4)
-                       : report.redundancy <= 0 ? Format("undefined (r = %lld)", report.redundancy)
-                                                : std::string("undefined (not finite)");
+  std::string sigma0 = defined ? FixedOrExponent(*report.sigma0, 4)
+                       : report.redundancy <= 0
+                           ? Formatted("undefined (r = %lld)", report.redundancy)
+                           : std::string("undefined (not finite)");
   SummaryLine(out, "sigma0", sigma0);
   WriteDatum(out, report);
   if (report.varianceFactor == VarianceFactor::Estimated) {
@@ -97,12 +86,12 @@ void WriteStatisticsSummary(std::ostream& out, const AdjustmentReport& report) {
     const GlobalTestResult& test = *report.globalTest;
     SummaryLine(
         out, "global test",
-        Format("%s at alpha = %g: r\xC2\xB7sigma0\xC2\xB2 = %s, accepted from %s to %s",
-               test.passed ? "passed" : "FAILED", test.alpha,
-               FixedOrExponent(test.value, 3).c_str(), FixedOrExponent(test.lower, 3).c_str(),
-               FixedOrExponent(test.upper, 3).c_str()));
+        Formatted("%s at alpha = %g: r\xC2\xB7sigma0\xC2\xB2 = %s, accepted from %s to %s",
+                  test.passed ? "passed" : "FAILED", test.alpha,
+                  FixedOrExponent(test.value, 3).c_str(), FixedOrExponent(test.lower, 3).c_str(),
+                  FixedOrExponent(test.upper, 3).c_str()));
   } else if (report.redundancy <= 0) {
-    SummaryLine(out, "global test", Format("not possible (r = %lld)", report.redundancy));
+    SummaryLine(out, "global test", Formatted("not possible (r = %lld)", report.redundancy));
   } else {
     SummaryLine(out, "global test", "not computed");
   }
@@ -180,7 +169,7 @@ void WritePoints(std::ostream& out, const AdjustmentReport& report) {
   const char* unit = UnitName(report.finalUnit);
   out << "Adjusted coordinates [m], standard deviations [mm]";
   if (columns.ellipses) {
-    out << Format(
+    out << Formatted(
         ";\nstandard ellipse a, b [mm] with the bearing of a [%s], 95 %% confidence ellipse "
         "a95, b95 [mm] = standard \xC3\x97 %.4f",
         unit, report.confidenceFactor);

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <charconv>
 #include <cmath>
+#include <cstdarg>
 #include <cstdio>
 #include <utility>
 
@@ -44,6 +45,15 @@ void TextTable::Write(std::ostream& out, int indent) const {
   writeLine([&](std::size_t c) -> const std::string& { return columns[c].heading; });
   for (const std::vector<std::string>& row : rows)
     writeLine([&](std::size_t c) -> const std::string& { return row[c]; });
+}
+
+std::string Formatted(const char* format, ...) {
+  char buffer[1024];
+  va_list arguments;
+  va_start(arguments, format);
+  std::vsnprintf(buffer, sizeof buffer, format, arguments);
+  va_end(arguments);
+  return buffer;
 }
 
 std::string FixedOrExponent(double value, int decimals) {

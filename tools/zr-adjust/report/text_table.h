@@ -44,6 +44,9 @@ std::size_t DisplayWidth(const std::string& text);
 // written without a minus sign. Not finite values are written "nan", "inf" or "-inf".
 std::string FixedOrExponent(double value, int decimals);
 
+// printf into a string (up to 1 KiB).
+std::string Formatted(const char* format, ...) __attribute__((format(printf, 1, 2)));
+
 // The magnitude from which FixedOrExponent switches to exponent form.
 inline constexpr double exponentThreshold = 1e10;
 
