@@ -217,7 +217,7 @@ void WriteOrientations(std::ostream& out, const AdjustmentReport& report) {
 void WriteRelative(std::ostream& out, const AdjustmentReport& report) {
   if (report.relative.empty()) return;
   AngleUnit unit = report.finalUnit;
-  out << "Relative precision of observed pairs: standard ellipse of TO - FROM a, b [mm], "
+  out << "Relative precision of observed pairs: standard ellipse of TO - FROM a, b [mm],\n"
          "bearing of a ["
       << UnitName(unit) << "], standard deviation of the distance [mm]\n";
   TextTable table(
