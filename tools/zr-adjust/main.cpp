@@ -7,7 +7,6 @@
 #include "tools/zr-adjust/network/network_reader.h"
 #include "tools/zr-adjust/options.h"
 #include "tools/zr-adjust/program.h"
-#include "tools/zr-adjust/report/text_report.h"
 #include "tools/zr-adjust/run_outputs.h"
 
 namespace {
@@ -37,8 +36,7 @@ int main(int argc, char** argv) {
   if (!outputs.Open(options, error)) return Fail(error);
   Outcome outcome = AdjustNetwork(options, read, std::cerr, outputs.Log(), outputs.Dump());
   if (!outcome.report) return outcome.exitStatus;
-  WriteTextReport(std::cout, *outcome.report);
-  std::cout.flush();
+  // The report on standard output (or the document sent there with "-"), then the files.
   if (!outputs.Finish(*outcome.report, error)) return Fail(error);
   return outcome.exitStatus;
 }

@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sys/wait.h>
+#include <unistd.h>
 
 #include <fstream>
 #include <sstream>
@@ -25,9 +26,10 @@ std::string Slurp(const std::string& path) {
   return text.str();
 }
 
-// A file name of its own for every test: ctest runs the tests of this program in parallel.
+// A file name of its own for every test and process: ctest runs the tests of this program in
+// parallel, and other checkouts may run them at the same time in the same temporary folder.
 std::string Scratch(const std::string& name) {
-  return ::testing::TempDir() + "/zr_e2e_" +
+  return ::testing::TempDir() + "/zr_e2e_" + std::to_string(getpid()) + "_" +
          ::testing::UnitTest::GetInstance()->current_test_info()->name() + "_" + name;
 }
 
@@ -88,8 +90,8 @@ TEST(ZrAdjust, WritesJsonAndSvgThatOtherToolsRead) {
   EXPECT_EQ(std::system(check.c_str()), 0);
   std::vector<double> sx = NumbersOf(Slurp(json), "sx");
   ASSERT_EQ(sx.size(), 4u);
-  EXPECT_TRUE(std::isnan(sx[0]) && sx[2] > 0.0);   // a fixed point's null, a new point's value
-  EXPECT_EQ(CountOf(Slurp(svg), "<ellipse"), 2u);  // two new points with free X and Y
+  EXPECT_TRUE(std::isnan(sx[0]) && sx[2] > 0.0);     // a fixed point's null, a new point's value
+  EXPECT_EQ(CountOf(Slurp(svg), "</ellipse>"), 2u);  // two new points with free X and Y
 }
 
 }  // namespace
