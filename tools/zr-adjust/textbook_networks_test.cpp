@@ -108,6 +108,32 @@ const std::vector<TextbookNetwork>& Networks() {
         {5, -17.158, 3},
         {6, -21.078, 3},
         {7, -12.456, 3}}},
+      // Purdue University, ASM 215, "Traverse calculations": a loop traverse balanced by the
+      // compass rule, which is the least-squares adjustment of latitudes and departures
+      // weighted by 1/length (see the network file). The page rounds each correction to
+      // 0.01 ft and then moves one per column by 0.01 so that the column sums to the
+      // misclosure: it prints +0.18 for course EA's latitude (0.71 * 647.02 / 2466.05 =
+      // 0.186) and -0.05 for DE's departure (0.53 * 203.00 / 2466.05 = 0.044). The figures
+      // built on those two corrections (EA's latitude 388.66, DE's departure -6.07, E's
+      // Y 9611.34 and D's X 10523.62) carry the nudge and are left out; every other
+      // printed coordinate and balanced course is checked.
+      {"compass_traverse.net",
+       "",
+       0.0,
+       {{"B", "x", 10125.66, 2},
+        {"B", "y", 10255.96, 2},
+        {"C", "x", 10716.31, 2},
+        {"C", "y", 10102.44, 2},
+        {"D", "y", 9408.37, 2},
+        {"E", "x", 10517.55, 2}},
+       {{0, 125.66, 2},
+        {1, 255.96, 2},
+        {3, 590.65, 2},
+        {4, -153.52, 2},
+        {6, -192.69, 2},
+        {7, -694.07, 2},
+        {10, 202.97, 2},
+        {12, -517.55, 2}}},
   };
   return networks;
 }
