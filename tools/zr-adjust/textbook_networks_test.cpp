@@ -108,6 +108,34 @@ const std::vector<TextbookNetwork>& Networks() {
         {5, -17.158, 3},
         {6, -21.078, 3},
         {7, -12.456, 3}}},
+      // Purdue University, ASM 215, "Traverse calculations": a loop traverse balanced by the
+      // compass rule, which is the least-squares adjustment of latitudes and departures
+      // weighted by 1/length (see the network file). The page rounds each correction to
+      // 0.01 ft and moves one per column by 0.01 so that the column sums to the misclosure:
+      // it prints +0.18 for EA's latitude (0.71 * 647.02 / 2466.05 = 0.186) and -0.05 for
+      // DE's departure (0.53 * 203.00 / 2466.05 = 0.044), hence EA's balanced latitude
+      // 388.66 and DE's departure -6.07. It then carries the coordinates forward from the
+      // rounded corrections, so two of them collect the rounding: D's X adds -0.06, -0.13,
+      // -0.15 (exactly -0.347, so 10523.61, printed .62) and E's Y adds 0.08, 0.18, 0.21,
+      // 0.06 (exactly 0.524, so 9611.33, printed .34). Those four figures are left out;
+      // every other printed coordinate and balanced course is checked.
+      {"compass_traverse.net",
+       "",
+       0.0,
+       {{"B", "x", 10125.66, 2},
+        {"B", "y", 10255.96, 2},
+        {"C", "x", 10716.31, 2},
+        {"C", "y", 10102.44, 2},
+        {"D", "y", 9408.37, 2},
+        {"E", "x", 10517.55, 2}},
+       {{0, 125.66, 2},
+        {1, 255.96, 2},
+        {3, 590.65, 2},
+        {4, -153.52, 2},
+        {6, -192.69, 2},
+        {7, -694.07, 2},
+        {10, 202.97, 2},
+        {12, -517.55, 2}}},
   };
   return networks;
 }
@@ -154,6 +182,33 @@ TEST(TextbookNetworks, LevelCircuitSigma0FromThePrintedTable) {
   EXPECT_TRUE(RoundsTo(NumbersOf(run.json, "sigma0")[0], std::round(worked * 1e3) / 1e3, 3));
   // Unscaled, sQ (0.0133) still shows the printed 0.013; sR (0.0149) shows the page's slip.
   EXPECT_TRUE(RoundsTo(PointValue(run.json, "Q", "sh"), 0.013, 3));
+}
+
+// The compass traverse's printed corrections are the program's corrections (adjusted minus
+// observed) rounded to 0.01 ft, except the two the page moves by 0.01 so that each column
+// sums to its misclosure (latitude -0.71, departure +0.53); for those two the unmoved
+// rounding is what the program gives.
+TEST(TextbookNetworks, CompassTraverseCorrectionsAreTheRoundedLeastSquaresOnes) {
+  // Courses AB, BC, CD, DE, EA; latitude (Y), departure (X).
+  const double printedLatitude[5] = {0.08, 0.18, 0.21, 0.06, 0.18};
+  const double printedDeparture[5] = {-0.06, -0.13, -0.15, -0.05, -0.14};
+  const double unmovedLatitudeEA = 0.19, unmovedDepartureDE = -0.04;
+  Adjusted run = Adjust("compass_traverse.net", "");
+  ASSERT_EQ(run.status, 0) << run.err;
+  std::vector<double> residual = NumbersOf(run.json, "residual");
+  ASSERT_EQ(residual.size(), 15u);
+  double latitudeSum = 0.0, departureSum = 0.0;
+  for (int course = 0; course < 5; ++course) {
+    SCOPED_TRACE(course);
+    latitudeSum += printedLatitude[course];
+    departureSum += printedDeparture[course];
+    const double departure = -residual[3 * course], latitude = -residual[3 * course + 1];
+    EXPECT_TRUE(RoundsTo(latitude, course == 4 ? unmovedLatitudeEA : printedLatitude[course], 2));
+    EXPECT_TRUE(
+        RoundsTo(departure, course == 3 ? unmovedDepartureDE : printedDeparture[course], 2));
+  }
+  EXPECT_NEAR(latitudeSum, 0.71, 1e-9);
+  EXPECT_NEAR(departureSum, -0.53, 1e-9);
 }
 
 // Whether the program reports the datum of the second edition (free networks of every kind
