@@ -48,11 +48,12 @@ LoopState NextState(LoopState state, bool belowTolerance, const RunSettings& set
   return number + 1 >= settings.iterationLimit ? LoopState::LastStep : LoopState::Iterating;
 }
 
-// One call of Iterate, timed; the record's max correction is left to the caller.
+// One call of Iterate, timed; the record's max correction is left to the caller. solverResidual
+// gets the library's residual norm of the solve.
 IterationRecord Step(ZR::AdjustmentModel& model, const RunSettings& settings, bool computeInverse,
-                     int number) {
+                     int number, double& solverResidual) {
   double sigma0 = 0.0;
-  double solverResidual = 0.0;
+  solverResidual = 0.0;
   auto start = std::chrono::steady_clock::now();
   model.Iterate(sigma0, settings.stepFactor, settings.maxCorrection, settings.adaptiveWeights,
                 computeInverse, settings.evaluateOnly ? evaluationOnlyCode : compactSolverCode, 0,
@@ -102,7 +103,8 @@ RunResult RunAdjustment(ZR::AdjustmentModel& model, const std::vector<ZR::VOValu
     StepEquations step;
     if (!settings.evaluateOnly) step = CaptureStep(model, settings.adaptiveWeights);
 
-    IterationRecord record = Step(model, settings, computeInverse, number);
+    double solverResidual = 0.0;
+    IterationRecord record = Step(model, settings, computeInverse, number, solverResidual);
     bool finite = true;
     record.maxCorrection = MaxCorrection(before, unknowns, finite);
     result.iterations.push_back(record);
@@ -115,7 +117,8 @@ RunResult RunAdjustment(ZR::AdjustmentModel& model, const std::vector<ZR::VOValu
     bool belowTolerance = record.maxCorrection < settings.tolerance;
     result.converged = result.converged || belowTolerance;
     if (!settings.evaluateOnly && finite) {
-      result.backwardError = ScaledBackwardError(step, settings.stepFactor, settings.maxCorrection);
+      result.backwardError =
+          ScaledBackwardError(step, settings.stepFactor, settings.maxCorrection, solverResidual);
       result.solveFailed = result.backwardError > backwardErrorLimit;
     }
     if (!finite || result.solveFailed) {

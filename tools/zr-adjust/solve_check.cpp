@@ -64,6 +64,23 @@ void AddNormalProduct(const SparseRows& rows, const std::vector<double>* weights
   }
 }
 
+double RightHandNorm(const StepEquations& step) {
+  std::vector<double> b(step.columns.size(), 0.0);
+  for (std::size_t i = 0; i < step.rows.size(); ++i)
+    for (const auto& [column, partial] : step.rows[i])
+      b[column] += partial * step.weights[i] * step.misclosures[i];
+  double sum = 0.0;
+  for (double value : b)
+    sum += value * value;
+  return std::sqrt(sum);
+}
+
+double ClampedMeasure(const StepEquations& step, double solverResidual) {
+  if (solverResidual == 0.0) return 0.0;
+  double relative = solverResidual / RightHandNorm(step);
+  return std::isnan(relative) ? INFINITY : relative * (backwardErrorLimit / clampedResidualLimit);
+}
+
 }  // namespace
 
 StepEquations CaptureStep(ZR::AdjustmentModel& model, bool adaptiveWeights) {
@@ -97,7 +114,8 @@ StepEquations CaptureStep(ZR::AdjustmentModel& model, bool adaptiveWeights) {
   return step;
 }
 
-double ScaledBackwardError(const StepEquations& step, double stepFactor, double maxCorrection) {
+double ScaledBackwardError(const StepEquations& step, double stepFactor, double maxCorrection,
+                           double solverResidual) {
   if (!step.complete || stepFactor == 0.0) return -1.0;
   std::size_t n = step.columns.size();
   // x from the values, and how far that reading may be off: the value after the step holds
@@ -106,9 +124,9 @@ double ScaledBackwardError(const StepEquations& step, double stepFactor, double 
   for (std::size_t j = 0; j < n; ++j) {
     double after = step.columns[j]->Value;
     double applied = after - step.before[j];
-    // A clamped correction hides the solution; compared with a margin for the addition's
-    // rounding.
-    if (std::fabs(applied) >= maxCorrection * (1.0 - 1e-9)) return -1.0;
+    // Compared with a margin for the addition's rounding.
+    if (std::fabs(applied) >= maxCorrection * (1.0 - 1e-9))
+      return ClampedMeasure(step, solverResidual);
     x[j] = applied / stepFactor;
     unsure[j] = 2.0 * std::numeric_limits<double>::epsilon() *
                 (std::fabs(after) + std::fabs(step.before[j])) / std::fabs(stepFactor);

@@ -52,9 +52,17 @@ struct StepEquations {
 // (working tolerances with adaptiveWeights). Evaluates every observation once more.
 StepEquations CaptureStep(ZR::AdjustmentModel& model, bool adaptiveWeights);
 
-// The scaled backward error of the step's corrections, read from the value objects after
-// Iterate. Negative when it cannot be judged: a correction was clamped to maxCorrection (the
-// solution is then unknown), the step factor is 0, or the capture was incomplete.
-double ScaledBackwardError(const StepEquations& step, double stepFactor, double maxCorrection);
+// A clamped correction hides the solution from the values. The library's own residual norm
+// ‖b − N·x‖ of the step (its solverResidual) is then measured against ‖b‖ instead: a solve
+// leaves about the unit roundoff times the condition number, a right-hand side taken for the
+// solution leaves ‖b − N·b‖, which is of the order of ‖N‖·‖b‖.
+inline constexpr double clampedResidualLimit = 1e-6;
+
+// The measure of the step's corrections, read from the value objects after Iterate: the scaled
+// backward error, or with a clamped correction the library's residual norm relative to ‖b‖ times
+// backwardErrorLimit / clampedResidualLimit, so that both compare with backwardErrorLimit.
+// Negative when it cannot be judged: the step factor is 0 or the capture was incomplete.
+double ScaledBackwardError(const StepEquations& step, double stepFactor, double maxCorrection,
+                           double solverResidual);
 
 }  // namespace zradjust

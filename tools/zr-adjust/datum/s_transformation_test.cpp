@@ -4,86 +4,9 @@
 
 #include "tools/zr-adjust/datum/datum_analysis.h"
 #include "tools/zr-adjust/datum/datum_test_support.h"
-#include "tools/zr-adjust/datum/symmetric_eigen.h"
 
 namespace zradjust {
 namespace {
-
-using Dense = std::vector<std::vector<double>>;
-
-// N = AᵀΣ⁻¹A and b = AᵀΣ⁻¹l, dense, from the case's rows and misclosures.
-void NormalEquations(const DatumCase& c, Dense& n, std::vector<double>& b) {
-  std::size_t u = c.linear.unknownCount;
-  n.assign(u, std::vector<double>(u, 0.0));
-  b.assign(u, 0.0);
-  for (std::size_t i = 0; i < c.linear.rows.size(); ++i) {
-    double weight = 1.0 / c.linear.groups[i].covariance[0][0];
-    for (const DesignEntry& x : c.linear.rows[i]) {
-      b[x.unknown] += x.partial * weight * c.misclosures[i];
-      for (const DesignEntry& y : c.linear.rows[i])
-        n[x.unknown][y.unknown] += x.partial * weight * y.partial;
-    }
-  }
-}
-
-// Solves n·x = b by dense Cholesky.
-std::vector<double> Cholesky(Dense n, std::vector<double> b) {
-  std::size_t u = b.size();
-  for (std::size_t j = 0; j < u; ++j) {
-    for (std::size_t k = 0; k < j; ++k)
-      n[j][j] -= n[j][k] * n[j][k];
-    n[j][j] = std::sqrt(n[j][j]);
-    for (std::size_t i = j + 1; i < u; ++i) {
-      for (std::size_t k = 0; k < j; ++k)
-        n[i][j] -= n[i][k] * n[j][k];
-      n[i][j] /= n[j][j];
-    }
-  }
-  for (std::size_t i = 0; i < u; ++i) {
-    for (std::size_t k = 0; k < i; ++k)
-      b[i] -= n[i][k] * b[k];
-    b[i] /= n[i][i];
-  }
-  for (std::size_t i = u; i-- > 0;) {
-    for (std::size_t k = i + 1; k < u; ++k)
-      b[i] -= n[k][i] * b[k];
-    b[i] /= n[i][i];
-  }
-  return b;
-}
-
-// The least-squares corrections with the given unknowns held at their approximate values.
-std::vector<double> HeldSolution(const DatumCase& c, const std::vector<std::size_t>& held) {
-  Dense n;
-  std::vector<double> b;
-  NormalEquations(c, n, b);
-  for (std::size_t h : held) {
-    for (std::size_t k = 0; k < b.size(); ++k)
-      n[h][k] = n[k][h] = 0.0;
-    n[h][h] = 1.0;
-    b[h] = 0.0;
-  }
-  return Cholesky(n, b);
-}
-
-// The minimum-norm corrections N⁺b = Σ v·vᵀ·b / λ over the eigenpairs of N that are not null:
-// independent of any datum condition or motion.
-std::vector<double> MinimumNormSolution(const DatumCase& c) {
-  Dense n;
-  std::vector<double> b;
-  NormalEquations(c, n, b);
-  SymmetricEigen eigen = DecomposeSymmetric(n);
-  std::vector<double> x(b.size(), 0.0);
-  for (std::size_t k = 0; k < b.size(); ++k) {
-    if (eigen.values[k] < 1e-9 * eigen.values.back()) continue;
-    double projection = 0.0;
-    for (std::size_t i = 0; i < b.size(); ++i)
-      projection += eigen.vectors[k][i] * b[i];
-    for (std::size_t i = 0; i < b.size(); ++i)
-      x[i] += eigen.vectors[k][i] * projection / eigen.values[k];
-  }
-  return x;
-}
 
 DatumCase Levelling() {
   return FromText(
