@@ -26,9 +26,16 @@ bool LibraryConditionsHold(const Network& network, const std::vector<UnknownRef>
         u[1] != UnknownMap::none && u[2] != UnknownMap::none)
       qualifying.points.push_back(p);
   }
-  if (qualifying.points.empty()) return false;
   PointCoordinates coordinates = ApproximateCoordinates(network);
   MotionCentre centre = CentreOf(network, qualifying, coordinates);
+  // The library divides by the points' spread about their centroid: a single point, or points
+  // that coincide, would fill its conditions with NaN.
+  double spread = 0.0;
+  for (std::size_t p : qualifying.points) {
+    spread += std::fabs(coordinates[p][0] - centre.x) + std::fabs(coordinates[p][1] - centre.y) +
+              std::fabs(coordinates[p][2] - centre.z);
+  }
+  if (!(spread > 0.0)) return false;
   std::vector<std::vector<double>> k;  // rows: conditions, columns: motions
   std::vector<double> columnNorm(d, 0.0);
   for (const std::vector<double>& g : motions)

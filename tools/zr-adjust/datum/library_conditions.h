@@ -4,7 +4,8 @@
 // rotations about their centroid and a scale about it. They hold the defect when no motion of
 // the defect escapes them, that is when G_lib·G has full column rank d. They do not where the
 // defect moves only plan or height points, or the fixed coordinates of some 3D points keep
-// those out of the conditions; the program then holds a minimal datum of its own.
+// those out of the conditions, or when fewer than two distinct 3D points qualify (the library's
+// conditions are then not finite); the program then holds a minimal datum of its own.
 
 #include <vector>
 
