@@ -23,20 +23,28 @@ void ConfigureModel(ZR::AdjustmentModel& model, const Options& options, std::FIL
   model.matrixDump = dump;
 }
 
+// A network of thousands of loose parts would otherwise bury the first messages.
+constexpr std::size_t problemLimit = 20;
+
+void PrintProblems(const std::vector<std::string>& problems, std::ostream& messages) {
+  for (std::size_t k = 0; k < problems.size() && k < problemLimit; ++k)
+    messages << "  " << problems[k] << "\n";
+  if (problems.size() > problemLimit)
+    messages << "  ... and " << problems.size() - problemLimit << " more\n";
+}
+
 // Refuses an undefined datum, or warns about what only the damping holds; true to go on.
 bool CheckDatum(const DatumAnalysis& datum, const std::string& label, std::ostream& messages) {
   if (datum.problems.empty()) return true;
   if (datum.refused) {
     messages << label << ": the datum of the network is not defined:\n";
-    for (const std::string& problem : datum.problems)
-      messages << "  " << problem << "\n";
+    PrintProblems(datum.problems, messages);
     return false;
   }
   messages << "zr-adjust: warning: " << label
            << ": only the damping holds what follows; its standard deviations are not "
               "determined:\n";
-  for (const std::string& problem : datum.problems)
-    messages << "  " << problem << "\n";
+  PrintProblems(datum.problems, messages);
   return true;
 }
 

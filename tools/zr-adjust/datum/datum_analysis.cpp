@@ -105,57 +105,77 @@ bool DatumPointsHold(const Vectors& motions, const std::vector<bool>& datum) {
   return DecomposeSymmetric(product).values.front() > datumPointThreshold;
 }
 
-void MarkSupport(const Vectors& motions, std::vector<bool>& marks) {
-  for (const std::vector<double>& motion : motions) {
-    double largest = 0.0;
-    for (double value : motion)
-      largest = std::max(largest, std::fabs(value));
-    for (std::size_t u = 0; u < motion.size(); ++u)
-      if (std::fabs(motion[u]) > supportFraction * largest) marks[u] = true;
+// A part's motions over all unknowns (for the basis of a free network).
+Vectors Scatter(const PartMotions& part, std::size_t unknownCount) {
+  Vectors dense;
+  for (const std::vector<double>& motion : part.motions) {
+    std::vector<double>& vector = dense.emplace_back(unknownCount, 0.0);
+    for (std::size_t k = 0; k < part.unknowns.size(); ++k)
+      vector[part.unknowns[k]] = motion[k];
   }
+  return dense;
 }
 
-void ZeroAt(Vectors& motions, const std::vector<bool>& marks) {
-  for (std::vector<double>& motion : motions)
-    for (std::size_t u = 0; u < motion.size(); ++u)
-      if (marks[u]) motion[u] = 0.0;
-}
+// What the parts' motions give the rest of the analysis: the minimal datum that holds them
+// for the rank check, the unknowns they move (only the damping holds those without `datum
+// free`), and a free network's G over all unknowns.
+struct MotionFindings {
+  std::vector<std::size_t> held;
+  std::vector<bool> moved;
+  Vectors freeMotions;
+};
 
 // The motions of every part, with their messages; a free network keeps its parts for later.
-Vectors PartMotions(const Network& network, const std::vector<UnknownRef>& unknowns,
-                    const LinearModel& finite, const std::vector<bool>& unobserved,
-                    DatumAnalysis& analysis, std::vector<bool>& freeMotionSupport) {
+MotionFindings FindMotions(const Network& network, const std::vector<UnknownRef>& unknowns,
+                           const LinearModel& finite, const std::vector<bool>& unobserved,
+                           DatumAnalysis& analysis) {
   UnknownMap map = MapUnknowns(network, unknowns);
   std::vector<NetworkPart> parts = ConnectedParts(network);
   std::vector<std::vector<std::size_t>> rows = RowsOfParts(network, parts);
   PointCoordinates coordinates = ApproximateCoordinates(network);
   std::vector<NetworkPart> observedParts;
-  Vectors all;
+  MotionFindings findings;
+  findings.moved.assign(unknowns.size(), false);
   for (std::size_t k = 0; k < parts.size(); ++k) {
     if (!HasUnknown(parts[k], map)) continue;
     observedParts.push_back(parts[k]);
     PartInput input{&network, &parts[k], &coordinates, &map, &finite, &rows[k], &unobserved};
     PartDefect defect = AnalysePart(input);
     if (defect.motions.empty()) continue;
-    Vectors motions = PartMotionsAt(network, parts[k], defect, coordinates, map, unknowns.size());
-    ZeroAt(motions, unobserved);
-    all.insert(all.end(), motions.begin(), motions.end());
+    PartMotions motions = PartMotionsAt(network, parts[k], defect, coordinates, map);
+    std::vector<bool> excluded;
+    for (std::size_t u : motions.unknowns)
+      excluded.push_back(unobserved[u]);
+    for (std::vector<double>& motion : motions.motions) {
+      double largest = 0.0;
+      for (std::size_t i = 0; i < motion.size(); ++i) {
+        if (excluded[i]) motion[i] = 0.0;
+        largest = std::max(largest, std::fabs(motion[i]));
+      }
+      for (std::size_t i = 0; i < motion.size(); ++i)
+        if (std::fabs(motion[i]) > supportFraction * largest)
+          findings.moved[motions.unknowns[i]] = true;
+    }
+    for (std::size_t local : MinimalDatum(motions.motions, excluded))
+      findings.held.push_back(motions.unknowns[local]);
     if (network.datumFree) {
       analysis.freeParts.push_back(parts[k]);
       analysis.freeDefects.push_back(defect);
+      Vectors dense = Scatter(motions, unknowns.size());
+      findings.freeMotions.insert(findings.freeMotions.end(), dense.begin(), dense.end());
       continue;
     }
     std::vector<Motion> names;
     for (const DefectMotion& motion : defect.motions)
       names.push_back(motion.parameter);
     analysis.problems.push_back(FreeMotionMessage(network, parts[k], names));
-    MarkSupport(motions, freeMotionSupport);
   }
+  std::sort(findings.held.begin(), findings.held.end());
   if (network.datumFree && observedParts.size() > 1) {
     analysis.problems.push_back(SeveralPartsMessage(network, observedParts));
     analysis.refused = true;
   }
-  return all;
+  return findings;
 }
 
 }  // namespace
@@ -190,8 +210,7 @@ DatumAnalysis AnalyseDatum(const Network& network, const std::vector<UnknownRef>
   DatumAnalysis analysis;
   LinearModel finite = FiniteRows(linear);
   std::vector<bool> unobserved = Unobserved(finite);
-  std::vector<bool> motionSupport(unknowns.size(), false);
-  Vectors motions = PartMotions(network, unknowns, finite, unobserved, analysis, motionSupport);
+  MotionFindings motions = FindMotions(network, unknowns, finite, unobserved, analysis);
 
   std::vector<std::string> unobservedMessages =
       UndeterminedMessages(network, unknowns, Indices(unobserved), UndeterminedCause::Unobserved);
@@ -199,8 +218,7 @@ DatumAnalysis AnalyseDatum(const Network& network, const std::vector<UnknownRef>
                            unobservedMessages.end());
 
   // The rank check: the motions held by a minimal datum, what nothing observes left out.
-  std::vector<std::size_t> held = MinimalDatum(motions, unobserved);
-  std::vector<std::size_t> leftOut = held;
+  std::vector<std::size_t> leftOut = motions.held;
   for (std::size_t u : Indices(unobserved))
     leftOut.push_back(u);
   std::sort(leftOut.begin(), leftOut.end());
@@ -214,18 +232,18 @@ DatumAnalysis AnalyseDatum(const Network& network, const std::vector<UnknownRef>
     undetermined[u] = true;
   if (!network.datumFree) {
     for (std::size_t u = 0; u < undetermined.size(); ++u)
-      undetermined[u] = undetermined[u] || motionSupport[u];
+      undetermined[u] = undetermined[u] || motions.moved[u];
   } else if (!analysis.refused) {
-    analysis.basis.motions = motions;
-    analysis.basis.held = held;
-    analysis.defect = static_cast<int>(motions.size());
+    analysis.basis.motions = motions.freeMotions;
+    analysis.basis.held = motions.held;
+    analysis.defect = static_cast<int>(motions.freeMotions.size());
     for (const PartDefect& defect : analysis.freeDefects)
       for (const DefectMotion& motion : defect.motions)
         analysis.parameters.push_back(motion.parameter);
     analysis.datumPoints = DatumPointsOf(network);
     analysis.basis.datumUnknowns =
         DatumUnknownsOf(analysis.datumPoints, MapUnknowns(network, unknowns), unknowns.size());
-    if (!DatumPointsHold(motions, analysis.basis.datumUnknowns)) {
+    if (!DatumPointsHold(analysis.basis.motions, analysis.basis.datumUnknowns)) {
       analysis.problems.push_back(
           DatumPointsMessage(network, analysis.datumPoints, analysis.parameters));
       analysis.refused = true;
@@ -243,14 +261,14 @@ std::vector<std::vector<double>> DefectMotionsAt(const Network& network,
   UnknownMap map = MapUnknowns(network, unknowns);
   Vectors motions;
   for (std::size_t k = 0; k < analysis.freeParts.size(); ++k) {
-    Vectors part = PartMotionsAt(network, analysis.freeParts[k], analysis.freeDefects[k],
-                                 coordinates, map, unknowns.size());
+    Vectors part = Scatter(
+        PartMotionsAt(network, analysis.freeParts[k], analysis.freeDefects[k], coordinates, map),
+        unknowns.size());
     motions.insert(motions.end(), part.begin(), part.end());
   }
-  std::vector<bool> undetermined(unknowns.size(), false);
-  for (std::size_t u : analysis.basis.undetermined)
-    undetermined[u] = true;
-  ZeroAt(motions, undetermined);
+  for (std::vector<double>& motion : motions)
+    for (std::size_t u : analysis.basis.undetermined)
+      motion[u] = 0.0;
   return motions;
 }
 

@@ -34,26 +34,28 @@ std::vector<std::string> Remedies(const Network& network, const NetworkPart& par
                                   const std::vector<Motion>& motions) {
   std::vector<std::string> remedies;
   bool translation = Has(motions, Motion::TranslationX) || Has(motions, Motion::TranslationY);
-  bool turning = Has(motions, Motion::RotationZ) && !Has(motions, Motion::RotationX) &&
-                 !Has(motions, Motion::RotationY);
-  if (translation && turning) {
-    remedies.push_back("fix two points");
-    remedies.push_back("fix one and observe an azimuth");
-  } else if (translation) {
-    remedies.push_back("fix a point");
-  }
-  if (Has(motions, Motion::TranslationZ))
-    remedies.push_back(OnlyHeights(network, part) ? "fix a height" : "fix the height of a point");
-  if (Has(motions, Motion::RotationX) || Has(motions, Motion::RotationY)) {
-    remedies.push_back(translation ? "fix three points not in a line"
-                                   : "fix two more points not in a line with the fixed one");
-  } else if (turning && !translation) {
-    remedies.push_back("fix a second point");
-    remedies.push_back("observe an azimuth");
+  bool height = Has(motions, Motion::TranslationZ);
+  bool tilt = Has(motions, Motion::RotationX) || Has(motions, Motion::RotationY);
+  bool turning = Has(motions, Motion::RotationZ);
+  if (tilt) {
+    remedies.push_back(translation || height
+                           ? "fix three points not in a line"
+                           : "fix two more points not in a line with the fixed one");
+  } else {
+    if (translation && turning) {
+      remedies.push_back("fix two points");
+      remedies.push_back("fix one and observe an azimuth");
+    } else if (translation) {
+      remedies.push_back("fix a point");
+    } else if (turning) {
+      remedies.push_back("fix a second point");
+      remedies.push_back("observe an azimuth");
+    }
+    if (height && !translation)
+      remedies.push_back(OnlyHeights(network, part) ? "fix a height" : "fix the height of a point");
   }
   if (Has(motions, Motion::Scale)) remedies.push_back("observe a distance");
   remedies.push_back("use `datum free`");
-  remedies.erase(std::unique(remedies.begin(), remedies.end()), remedies.end());
   return remedies;
 }
 

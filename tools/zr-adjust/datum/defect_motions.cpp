@@ -1,5 +1,7 @@
 #include "tools/zr-adjust/datum/defect_motions.h"
 
+#include <algorithm>
+
 namespace zradjust {
 namespace {
 
@@ -129,6 +131,36 @@ UnknownMap MapUnknowns(const Network& network, const std::vector<UnknownRef>& un
     }
   }
   return map;
+}
+
+std::vector<std::size_t> PartUnknowns(const Network& network, const NetworkPart& part,
+                                      const UnknownMap& map) {
+  std::vector<std::size_t> unknowns;
+  for (std::size_t p : part.points)
+    for (int axis = 0; axis < network.points[p].CoordinateCount(); ++axis)
+      if (map.pointUnknown[p][axis] != UnknownMap::none)
+        unknowns.push_back(map.pointUnknown[p][axis]);
+  for (std::size_t s : part.sets)
+    if (map.setUnknown[s] != UnknownMap::none) unknowns.push_back(map.setUnknown[s]);
+  std::sort(unknowns.begin(), unknowns.end());
+  return unknowns;
+}
+
+std::vector<double> OverPartUnknowns(const NetworkPart& part, const PartDisplacement& displacement,
+                                     const UnknownMap& map,
+                                     const std::vector<std::size_t>& partUnknowns) {
+  std::vector<double> vector(partUnknowns.size(), 0.0);
+  auto place = [&](std::size_t u, double value) {
+    if (u == UnknownMap::none) return;
+    auto found = std::lower_bound(partUnknowns.begin(), partUnknowns.end(), u);
+    if (found != partUnknowns.end() && *found == u) vector[found - partUnknowns.begin()] = value;
+  };
+  for (std::size_t k = 0; k < part.points.size(); ++k)
+    for (int axis = 0; axis < 3; ++axis)
+      place(map.pointUnknown[part.points[k]][axis], displacement.points[k][axis]);
+  for (std::size_t k = 0; k < part.sets.size(); ++k)
+    place(map.setUnknown[part.sets[k]], displacement.orientations[k]);
+  return vector;
 }
 
 std::vector<double> OverUnknowns(const NetworkPart& part, const PartDisplacement& displacement,

@@ -84,6 +84,16 @@ struct UnknownMap {
 };
 UnknownMap MapUnknowns(const Network& network, const std::vector<UnknownRef>& unknowns);
 
+// The part's unknowns in host numbering, ascending: its points' coordinates that are not fixed
+// and its sets' orientations.
+std::vector<std::size_t> PartUnknowns(const Network& network, const NetworkPart& part,
+                                      const UnknownMap& map);
+
+// The motion as a vector over the host unknowns listed in partUnknowns (PartUnknowns).
+std::vector<double> OverPartUnknowns(const NetworkPart& part, const PartDisplacement& displacement,
+                                     const UnknownMap& map,
+                                     const std::vector<std::size_t>& partUnknowns);
+
 // The motion as a vector over unknownCount host unknowns (zero outside the part and at fixed
 // coordinates).
 std::vector<double> OverUnknowns(const NetworkPart& part, const PartDisplacement& displacement,

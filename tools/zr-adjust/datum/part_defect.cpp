@@ -241,25 +241,25 @@ PartDefect AnalysePart(const PartInput& in) {
   return defect;
 }
 
-std::vector<std::vector<double>> PartMotionsAt(const Network& network, const NetworkPart& part,
-                                               const PartDefect& defect,
-                                               const PointCoordinates& coordinates,
-                                               const UnknownMap& map, std::size_t unknownCount) {
+PartMotions PartMotionsAt(const Network& network, const NetworkPart& part, const PartDefect& defect,
+                          const PointCoordinates& coordinates, const UnknownMap& map) {
+  PartMotions result;
+  result.unknowns = PartUnknowns(network, part, map);
   std::vector<std::vector<double>> candidates;
   for (Motion motion : defect.candidates) {
-    candidates.push_back(OverUnknowns(
-        part, Displacement(network, part, coordinates, defect.centre, motion), map, unknownCount));
+    candidates.push_back(
+        OverPartUnknowns(part, Displacement(network, part, coordinates, defect.centre, motion), map,
+                         result.unknowns));
   }
-  std::vector<std::vector<double>> motions;
   for (const DefectMotion& motion : defect.motions) {
-    std::vector<double>& vector = motions.emplace_back(unknownCount, 0.0);
+    std::vector<double>& vector = result.motions.emplace_back(result.unknowns.size(), 0.0);
     for (std::size_t c = 0; c < candidates.size(); ++c) {
       if (motion.coefficients[c] == 0.0) continue;
-      for (std::size_t u = 0; u < unknownCount; ++u)
+      for (std::size_t u = 0; u < vector.size(); ++u)
         vector[u] += motion.coefficients[c] * candidates[c][u];
     }
   }
-  return motions;
+  return result;
 }
 
 }  // namespace zradjust

@@ -54,11 +54,16 @@ inline constexpr double nullMotionThreshold = 1e-10;
 
 PartDefect AnalysePart(const PartInput& input);
 
-// The defect's motions as vectors over unknownCount host unknowns at the given coordinates (the
-// centre stays the one of the analysis), in the order of defect.motions.
-std::vector<std::vector<double>> PartMotionsAt(const Network& network, const NetworkPart& part,
-                                               const PartDefect& defect,
-                                               const PointCoordinates& coordinates,
-                                               const UnknownMap& map, std::size_t unknownCount);
+// The defect's motions of a part at the given coordinates (the centre stays the one of the
+// analysis), in the order of defect.motions, over the part's own unknowns: a network of many
+// parts never holds a vector over all unknowns per motion.
+struct PartMotions {
+  // Host numbering, ascending (PartUnknowns).
+  std::vector<std::size_t> unknowns;
+  // Each over unknowns.
+  std::vector<std::vector<double>> motions;
+};
+PartMotions PartMotionsAt(const Network& network, const NetworkPart& part, const PartDefect& defect,
+                          const PointCoordinates& coordinates, const UnknownMap& map);
 
 }  // namespace zradjust
