@@ -21,13 +21,16 @@ constexpr double supportFraction = 1e-9;
 constexpr double datumPointThreshold = 1e-10;
 
 // A with every row that holds a non-finite partial (coincident points of a distance) emptied:
-// such an observation determines nothing at these coordinates.
-LinearModel FiniteRows(const LinearModel& linear) {
+// such an observation determines nothing at these coordinates. emptied gets their rows.
+LinearModel FiniteRows(const LinearModel& linear, std::vector<std::size_t>& emptied) {
   LinearModel finite = linear;
-  for (DesignRow& row : finite.rows) {
+  for (std::size_t i = 0; i < finite.rows.size(); ++i) {
+    DesignRow& row = finite.rows[i];
     bool ok = std::all_of(row.begin(), row.end(),
                           [](const DesignEntry& entry) { return std::isfinite(entry.partial); });
-    if (!ok) row.clear();
+    if (ok) continue;
+    row.clear();
+    emptied.push_back(i);
   }
   return finite;
 }
@@ -208,7 +211,10 @@ std::vector<std::size_t> MinimalDatum(const std::vector<std::vector<double>>& mo
 DatumAnalysis AnalyseDatum(const Network& network, const std::vector<UnknownRef>& unknowns,
                            const LinearModel& linear, bool dampingHolds) {
   DatumAnalysis analysis;
-  LinearModel finite = FiniteRows(linear);
+  std::vector<std::size_t> notFinite;
+  LinearModel finite = FiniteRows(linear, notFinite);
+  for (std::size_t i : notFinite)
+    analysis.problems.push_back(NotFiniteMessage(network, i));
   std::vector<bool> unobserved = Unobserved(finite);
   MotionFindings motions = FindMotions(network, unknowns, finite, unobserved, analysis);
 

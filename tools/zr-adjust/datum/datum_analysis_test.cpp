@@ -136,6 +136,10 @@ TEST(DatumAnalysis, RefusesEveryUndeterminedNetworkInASurveyorsWords) {
       {"plan network turning about its only fixed point", PlanNetwork(false, true),
        "points Q0, Q1, Q2, Q3: rotation about Z is free; fix a second point, observe an "
        "azimuth, or use `datum free`"},
+      {"a distance between points that coincide at their approximate coordinates",
+       FromText("point A 0 0 0\npoint B 0 0 0\npoint C 1 1 1\ndatum free\ndist A B 1 0.01\n"
+                "dist A C 1 0.01\ndist B C 1 0.01\n"),
+       "line 5: dist A B determines nothing at the approximate coordinates"},
       {"free network in two parts",
        FromText("height H1 10\nheight H2 12\nheight H3 11\nheight H4 9\ndatum free\n"
                 "level H1 H2 2 0.001\nlevel H3 H4 -2 0.001\n"),

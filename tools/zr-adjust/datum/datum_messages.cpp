@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <map>
 
+#include "tools/zr-adjust/datum/network_parts.h"
 #include "tools/zr-adjust/model/model_builder.h"
 
 namespace zradjust {
@@ -133,6 +134,16 @@ std::vector<std::string> UndeterminedMessages(const Network& network,
                        "whose position is known");
   }
   return messages;
+}
+
+std::string NotFiniteMessage(const Network& network, std::size_t observation) {
+  const SurveyObservation& o = network.observations[observation];
+  std::string text = "line " + std::to_string(o.line) + ": " + TypeName(o.type) + " ";
+  for (std::size_t p : ObservationPoints(o))
+    text += network.points[p].name + " ";
+  return text +
+         "determines nothing at the approximate coordinates (its derivatives are not finite: "
+         "do its points coincide?); give the points distinct approximate coordinates";
 }
 
 std::string SeveralPartsMessage(const Network& network, const std::vector<NetworkPart>& parts) {

@@ -33,6 +33,10 @@ std::vector<std::string> UndeterminedMessages(const Network& network,
                                               const std::vector<std::size_t>& unknowns,
                                               UndeterminedCause cause);
 
+// An observation whose partial derivatives are not finite at the approximate coordinates (a
+// distance between points that coincide there).
+std::string NotFiniteMessage(const Network& network, std::size_t observation);
+
 // A free network in several unconnected parts.
 std::string SeveralPartsMessage(const Network& network, const std::vector<NetworkPart>& parts);
 
