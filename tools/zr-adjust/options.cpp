@@ -98,6 +98,19 @@ const std::map<std::string, Setter>& ValueOptions() {
        }},
       {"--sigma0",
        [](Options& o, const std::string& v) { o.sigma0 = NumberAbove("--sigma0", v, 0.0, false); }},
+      {"--variance-factor",
+       [](Options& o, const std::string& v) {
+         o.varianceFactor = Pick<VarianceFactor>(
+             "--variance-factor", v,
+             {{"estimated", VarianceFactor::Estimated}, {"known", VarianceFactor::Known}});
+       }},
+      {"--alpha",
+       [](Options& o, const std::string& v) {
+         o.alpha = NumberAbove("--alpha", v, 0.0, false);
+         if (!(o.alpha < 1.0)) {
+           throw OptionError{"option --alpha must be less than 1, got '" + v + "'"};
+         }
+       }},
       {"--log", [](Options& o, const std::string& v) { o.logFile = v; }},
       {"--dump", [](Options& o, const std::string& v) { o.dumpFile = v; }},
       {"--json", [](Options& o, const std::string& v) { o.jsonFile = v; }},
@@ -202,6 +215,12 @@ Adjustment:
   --max-correction M     clamp every correction to M metres (default 1e10)
   --damping D            add D to the diagonal of the normal matrix (default 0)
   --adaptive-weights     lower the weights of observations with large misclosures
+
+Statistics:
+  --variance-factor F    estimated (default: precisions scaled by sigma0 squared)
+                         or known (the SIGMAs taken as true)
+  --alpha A              significance level of the global test, 0 < A < 1
+                         (default 0.05)
 
 Output (the report goes to standard output, progress to standard error):
   --json FILE            write the results as JSON

@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "tools/zr-adjust/model/identifier_order.h"
+#include "tools/zr-adjust/report/adjustment_report.h"
 
 namespace zradjust {
 
@@ -34,6 +35,10 @@ struct Options {
   double maxCorrection = 1e10;
   double damping = 0.0;
   double sigma0 = 1.0;
+  // Whether the covariance of the unknowns is scaled by sigma0² (estimated) or the SIGMAs are
+  // taken as true (known); and the significance level of the global test, 0 < alpha < 1.
+  VarianceFactor varianceFactor = VarianceFactor::Estimated;
+  double alpha = 0.05;
   bool adaptiveWeights = false;
   bool quiet = false;
   // Empty when not asked for.

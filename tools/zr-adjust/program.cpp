@@ -89,15 +89,19 @@ void MoveIntoReportedDatum(const Network& network, ModelObjects& objects, DatumA
   datum.basis.motions = DefectMotionsAt(network, refs, datum, values.points);
 }
 
-void FillDatum(const DatumAnalysis& datum, const Network& network, AdjustmentReport& report) {
-  report.datum.free = network.datumFree;
-  report.datum.defect = datum.defect;
-  report.datum.parameters.clear();
+// What the statistics need of the datum: G at the reported coordinates, the datum, held and
+// undetermined unknowns, d, and the report's datum section.
+CollectionInputs CollectionInputsOf(const Options& options, const DatumAnalysis& datum,
+                                    const Network& network) {
+  CollectionInputs inputs = CollectionInputsFrom(options);
+  inputs.basis = datum.basis;
+  inputs.defect = datum.defect;
+  inputs.datum.free = network.datumFree;
+  inputs.datum.defect = datum.defect;
   for (Motion motion : datum.parameters)
-    report.datum.parameters.push_back(MotionParameter(motion));
-  report.datum.points = datum.datumPoints;
-  for (std::size_t p : datum.datumPoints)
-    report.points[p].datumPoint = true;
+    inputs.datum.parameters.push_back(MotionParameter(motion));
+  inputs.datum.points = datum.datumPoints;
+  return inputs;
 }
 
 void ReportNumericalFailure(const RunResult& run, const std::string& label,
@@ -137,8 +141,8 @@ Outcome AdjustNetwork(const Options& options, const ReadResult& read, std::ostre
       return outcome;
     }
     MoveIntoReportedDatum(read.network, objects, datum);
-    outcome.report = CollectReport(read.network, objects, model, run, settings, label);
-    FillDatum(datum, read.network, *outcome.report);
+    outcome.report = CollectReport(read.network, objects, model, run, settings, label,
+                                   CollectionInputsOf(options, datum, read.network));
     outcome.exitStatus = settings.evaluateOnly || run.converged ? exitConverged : exitNotConverged;
     outcome.report->exitStatus = outcome.exitStatus;
   } catch (const std::exception& exception) {

@@ -45,7 +45,8 @@ struct Outcome {
 //   defect, so that no adjusted observation changes), and only then is the report collected:
 //   its coordinates are the transformed ones, and the defect's G is re-evaluated there for the
 //   S-transformation of the cofactors, which uses the same G and datum unknowns;
-// - the report's datum section (kind, defect, parameters, datum points) is filled here.
+// - CollectReport gets the analysis' DatumBasis, d and the report's datum section (kind,
+//   defect, parameters, datum points) through its CollectionInputs.
 Outcome AdjustNetwork(const Options& options, const ReadResult& read, std::ostream& messages,
                       std::FILE* log, std::FILE* dump);
 
