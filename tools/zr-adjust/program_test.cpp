@@ -67,11 +67,18 @@ TEST(AdjustNetwork, FreeNetworksComeOutInTheMinimumTraceDatum) {
     EXPECT_EQ(report.datum.defect, static_cast<int>(report.datum.parameters.size()));
     DatumCase reference = FromText(c.text);
     std::vector<double> corrections = MinimumNormSolution(reference);
+    Dense cofactors = PseudoInverse(reference);
+    ASSERT_TRUE(report.sigma0);
     for (std::size_t u = 0; u < reference.unknowns.size(); ++u) {
       const UnknownRef& ref = reference.unknowns[u];
-      EXPECT_NEAR(report.points[ref.index].coordinate[ref.axis],
-                  reference.approximate[u] + corrections[u], 1e-8)
-          << report.points[ref.index].name << " axis " << ref.axis;
+      const PointResult& point = report.points[ref.index];
+      EXPECT_NEAR(point.coordinate[ref.axis], reference.approximate[u] + corrections[u], 1e-8)
+          << point.name << " axis " << ref.axis;
+      // The standard deviations of the minimum-trace datum: sigma0·sqrt(N⁺ᵢᵢ).
+      ASSERT_TRUE(point.deviation[ref.axis]) << point.name;
+      EXPECT_NEAR(*point.deviation[ref.axis], *report.sigma0 * std::sqrt(cofactors[u][u]),
+                  1e-6 * *point.deviation[ref.axis])
+          << point.name << " axis " << ref.axis;
     }
   }
 }
@@ -145,9 +152,10 @@ TEST(AdjustNetwork, ARejectedFactorisationGivesExit3AndNoCoordinates) {
     SCOPED_TRACE(c.name);
     Options options;
     options.order = IdentifierOrder::Input;
-    ProgramRun run = Adjust(std::string("height B 1\nheight C 2\nheight D 3\ncoord B h 1.01 100\n") +
-                         "coord C h " + c.observedC + " 1e-12\ncoord D h 3.02 100\n",
-                     options);
+    ProgramRun run =
+        Adjust(std::string("height B 1\nheight C 2\nheight D 3\ncoord B h 1.01 100\n") +
+                   "coord C h " + c.observedC + " 1e-12\ncoord D h 3.02 100\n",
+               options);
     EXPECT_EQ(run.outcome.exitStatus, exitNumericalFailure);
     EXPECT_FALSE(run.outcome.report);
     EXPECT_THAT(run.messages, HasSubstr("the adjustment failed numerically in iteration 1: the "

@@ -192,6 +192,23 @@ inline std::vector<double> HeldSolution(const DatumCase& c, const std::vector<st
 
 // The minimum-norm corrections N⁺b = Σ v·vᵀ·b / λ over the eigenpairs of N that are not null:
 // independent of any datum condition or motion.
+// N⁺ = Σ v·vᵀ / λ over the same eigenpairs: the cofactors of the minimum-trace datum when every
+// unknown is a datum unknown.
+inline Dense PseudoInverse(const DatumCase& c) {
+  Dense n;
+  std::vector<double> b;
+  NormalEquations(c, n, b);
+  SymmetricEigen eigen = DecomposeSymmetric(n);
+  Dense inverse(b.size(), std::vector<double>(b.size(), 0.0));
+  for (std::size_t k = 0; k < b.size(); ++k) {
+    if (eigen.values[k] < 1e-9 * eigen.values.back()) continue;
+    for (std::size_t i = 0; i < b.size(); ++i)
+      for (std::size_t j = 0; j < b.size(); ++j)
+        inverse[i][j] += eigen.vectors[k][i] * eigen.vectors[k][j] / eigen.values[k];
+  }
+  return inverse;
+}
+
 inline std::vector<double> MinimumNormSolution(const DatumCase& c) {
   Dense n;
   std::vector<double> b;
