@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cmath>
-#include <set>
 
 #include "tools/zr-adjust/datum/datum_messages.h"
 #include "tools/zr-adjust/datum/network_parts.h"
@@ -256,6 +255,10 @@ DatumAnalysis AnalyseDatum(const Network& network, const std::vector<UnknownRef>
     }
   }
   analysis.basis.undetermined = Indices(undetermined);
+  // What only the damping holds takes no part in the datum transformation.
+  for (std::vector<double>& motion : analysis.basis.motions)
+    for (std::size_t u : analysis.basis.undetermined)
+      motion[u] = 0.0;
   if (!analysis.problems.empty() && !dampingHolds) analysis.refused = true;
   return analysis;
 }
