@@ -273,6 +273,72 @@ TEST(DatumCofactors, UndeterminedUnknownsHaveNoCofactors) {
     EXPECT_NEAR(cofactors.InDatum(1, 1), 1e-6 + 4e-6, 1e-18);
     EXPECT_EQ(cofactors.InDatum(2, 2), 0.0);
   }
+  // One observed coordinate beside an unobserved one: a factor without a single entry of L.
+  LinearModel lone;
+  lone.unknownCount = 2;
+  testing::AddRow(lone, {{1, 1.0}}, 0.003);
+  DatumCofactors loneCofactors(lone, DatumBasis{}, {{0, 1}});
+  EXPECT_FALSE(loneCofactors.Determined(0));
+  EXPECT_NEAR(loneCofactors.InDatum(1, 1), 9e-6, 1e-20);
+  EXPECT_EQ(loneCofactors.InDatum(0, 1), 0.0);
+}
+
+TEST(DatumCofactors, PublishedFreeLevellingNetwork) {
+  // A free levelling network of six heights and nine lines, worked by hand in a published
+  // exercise: A. Maus, Ausgleichungsrechnung, Aufgabe 29 (9 January 1998),
+  // https://ypbind.de/maus/belege/statist/1997/stat9.html — every height is changed, the sum
+  // of the corrections is zero (the minimum-trace datum over all points), weights as in the
+  // printed normal equations. The corrections x = Q_S·AᵀP·dl with Q_S from the selected
+  // inverse must reproduce the printed ones. The print solved the bordered system by hand and
+  // carries its rounding: its Lagrange multiplier, zero in exact arithmetic, is printed as
+  // 1.97e-10, and dHa and dHc differ from the exact solution in the fifth digit (dHb, dHd
+  // and dHe agree to all five). Four digits are compared, and the exact solution is checked
+  // against the normal equations themselves.
+  struct Line {
+    std::size_t from, to;
+    double observed, weight;
+  };
+  const double approximate[6] = {111.6930, 115.5700, 112.1314, 101.6225, 119.0058, 118.0108};
+  const Line lines[9] = {{0, 2, 0.4370, 1.316},  {0, 4, 7.3144, 1.075},  {2, 4, 6.8746, 1.724},
+                         {3, 2, 10.5098, 2.273}, {3, 4, 17.3830, 1.471}, {5, 4, 0.9942, 1.961},
+                         {3, 5, 16.3866, 1.266}, {3, 1, 13.9479, 0.848}, {1, 5, 2.4415, 0.735}};
+  LinearModel model;
+  model.unknownCount = 6;
+  std::vector<double> rightHandSide(6, 0.0);
+  for (const Line& line : lines) {
+    testing::AddLevelling(model, line.from, line.to, std::sqrt(1.0 / line.weight));
+    const double misclosure = line.observed - (approximate[line.to] - approximate[line.from]);
+    rightHandSide[line.to] += line.weight * misclosure;
+    rightHandSide[line.from] -= line.weight * misclosure;
+  }
+  DatumBasis basis;
+  basis.motions = {std::vector<double>(6, 1.0)};
+  basis.datumUnknowns.assign(6, true);
+  basis.held = {3};
+  DatumCofactors cofactors(model, basis, EveryPair(6));
+  // dHa .. dHe as printed (m); dHf is cut off in the print, the zero sum gives it.
+  const double printed[5] = {6.5955e-5, -1.0513e-4, 8.0725e-6, 2.5531e-5, 2.2950e-5};
+  double sum = 0.0;
+  std::vector<double> corrections(6, 0.0);
+  for (std::size_t i = 0; i < 6; ++i) {
+    for (std::size_t j = 0; j < 6; ++j)
+      corrections[i] += cofactors.InDatum(i, j) * rightHandSide[j];
+    sum += corrections[i];
+    if (i < 5) {
+      // Half a unit of the fourth printed digit.
+      const double halfUnit =
+          0.5 * std::pow(10.0, std::floor(std::log10(std::fabs(printed[i]))) - 3);
+      EXPECT_NEAR(corrections[i], printed[i], halfUnit) << i;
+    }
+  }
+  EXPECT_NEAR(sum, 0.0, 1e-15);
+  const Dense normal = testing::DenseNormal(model);
+  for (std::size_t i = 0; i < 6; ++i) {
+    double product = 0.0;
+    for (std::size_t j = 0; j < 6; ++j)
+      product += normal[i][j] * corrections[j];
+    EXPECT_NEAR(product, rightHandSide[i], 1e-12) << i;
+  }
 }
 
 }  // namespace

@@ -1,9 +1,9 @@
 #pragma once
-// A sparse LDLᵀ factor of a symmetric matrix in a fill-reducing order (approximate minimum
-// degree), computed row by row, that leaves out weak pivots instead of failing on them: an
-// unknown whose pivot is not above relativeTolerance times its own diagonal element is
-// dropped, and the rest is factorised exactly as if its row and column had never been there.
-// This is what the statistics need of a normal matrix with a defect the caller does not know
+// A sparse LDLᵀ factor of a symmetric matrix in a fill-reducing order (CHOLMOD's analysis:
+// minimum degree or nested dissection), computed row by row, that leaves out weak pivots instead of
+// failing on them: an unknown whose pivot is not above relativeTolerance times its own diagonal
+// element is dropped, and the rest is factorised exactly as if its row and column had never been
+// there. This is what the statistics need of a normal matrix with a defect the caller does not know
 // in full: the factor of the determined part, and the list of what is not determined.
 
 #include <cstddef>

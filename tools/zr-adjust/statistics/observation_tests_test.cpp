@@ -22,7 +22,8 @@ std::vector<std::vector<double>> Points(std::size_t count) {
 }
 
 // A plan network (unknowns 2p, 2p+1) of distances, a direction set at point 0 (unknown
-// 2·count) and, optionally, GNSS-like baselines in plan with a full 2x2 covariance.
+// 2·count) and, optionally, GNSS-like baselines in plan with a full covariance: 2x2, and
+// every other one 3x3 with a third row (an east difference of the next two points).
 LinearModel PlanNetwork(std::size_t count, bool withBaselines) {
   const auto xy = Points(count);
   LinearModel model;
@@ -37,12 +38,15 @@ LinearModel PlanNetwork(std::size_t count, bool withBaselines) {
     for (std::size_t a = 0; a + 2 < count; a += 2) {
       ObservationGroup group;
       group.first = model.rows.size();
-      group.size = 2;
-      group.covariance[0][0] = 9e-6;
-      group.covariance[0][1] = group.covariance[1][0] = 4e-6;
-      group.covariance[1][1] = 6e-6;
+      group.size = a % 4 == 0 && a + 3 < count ? 3 : 2;
+      const double covariance[3][3] = {
+          {9e-6, 4e-6, -2e-6}, {4e-6, 6e-6, 1e-6}, {-2e-6, 1e-6, 5e-6}};
+      for (int i = 0; i < 3; ++i)
+        for (int j = 0; j < 3; ++j)
+          group.covariance[i][j] = covariance[i][j];
       for (std::size_t axis = 0; axis < 2; ++axis)
         model.rows.push_back({{2 * a + axis, -1.0}, {2 * (a + 2) + axis, 1.0}});
+      if (group.size == 3) model.rows.push_back({{2 * (a + 1), -1.0}, {2 * (a + 3), 1.0}});
       model.groups.push_back(group);
     }
   return model;
@@ -143,10 +147,12 @@ TEST(ObservationTests, AGroupWithoutCorrelationIsItsRowsAlone) {
   // their own: the group formulas must reduce to r = Q_vv/σ², w = v/(σ√r), MDB = 4.13σ/√r.
   LinearModel grouped = PlanNetwork(6, true), single = PlanNetwork(6, false);
   for (ObservationGroup& group : grouped.groups)
-    if (group.size == 2) {
-      group.covariance[0][1] = group.covariance[1][0] = 0.0;
-      for (int i = 0; i < 2; ++i)
+    if (group.size > 1) {
+      for (int i = 0; i < group.size; ++i) {
+        for (int j = 0; j < group.size; ++j)
+          if (i != j) group.covariance[i][j] = 0.0;
         testing::AddRow(single, grouped.rows[group.first + i], std::sqrt(group.covariance[i][i]));
+      }
     }
   const std::vector<double> residuals = Noise(grouped, 5);
   DatumBasis basis;

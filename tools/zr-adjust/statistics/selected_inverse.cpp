@@ -59,12 +59,12 @@ SelectedInverse::SelectedInverse(const LdlFactor& f)
     for (std::size_t t = last + 1; t-- > first;) {
       // Column t: rows t+1 .. last (the supernode, w of them), then R.
       const std::size_t begin = f.columnStart[t], w = last - t;
-      const double* l = &f.value[begin];
+      const double* l = f.value.data() + begin;  // no element needed when the column is empty
       z.assign(w + m, 0.0);
       // z_R = −Z(R, R)·l_R, as a sum of columns of the symmetric block.
       for (std::size_t a = 0; a < m; ++a) {
         const double la = l[w + a];
-        const double* column = &block[a * m];
+        const double* column = block.data() + a * m;
         for (std::size_t b = 0; b < m; ++b)
           z[w + b] -= column[b] * la;
       }
