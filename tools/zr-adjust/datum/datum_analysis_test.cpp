@@ -103,6 +103,11 @@ TEST(DatumAnalysis, FindsTheDefectOfFreeNetworks) {
   }
 }
 
+DatumCase WithDatumPoints(DatumCase c, std::vector<std::size_t> points) {
+  c.network.datumPoints = std::move(points);
+  return c;
+}
+
 TEST(DatumAnalysis, RefusesEveryUndeterminedNetworkInASurveyorsWords) {
   const char* fixedPlan =
       "point A 0 0 0\npoint B 100 0 0\npoint C 0 100 0\npoint P 40 40 0\nfix A\nfix B\nfix C\n"
@@ -140,6 +145,10 @@ TEST(DatumAnalysis, RefusesEveryUndeterminedNetworkInASurveyorsWords) {
        FromText("point A 0 0 0\npoint B 0 0 0\npoint C 1 1 1\ndatum free\ndist A B 1 0.01\n"
                 "dist A C 1 0.01\ndist B C 1 0.01\n"),
        "line 5: dist A B determines nothing at the approximate coordinates"},
+      {"a single datum point cannot hold a rotation",
+       WithDatumPoints(PlanNetwork(false, false), {2}),
+       "the datum points (point Q2) cannot hold the defect (translation in X, translation in Y "
+       "and rotation about Z); name more datum points"},
       {"free network in two parts",
        FromText("height H1 10\nheight H2 12\nheight H3 11\nheight H4 9\ndatum free\n"
                 "level H1 H2 2 0.001\nlevel H3 H4 -2 0.001\n"),
