@@ -14,13 +14,14 @@ constexpr unsigned char compactSolverCode = 0;
 constexpr unsigned char evaluationOnlyCode = 200;
 
 double MaxCorrection(const std::vector<double>& before, const std::vector<ZR::VOValue*>& unknowns,
-                     bool& finite) {
+                     const std::vector<double>& scales, bool& finite) {
   double largest = 0.0;
   finite = true;
   for (std::size_t i = 0; i < unknowns.size(); ++i) {
     double value = unknowns[i]->Value;
     finite = finite && std::isfinite(value);
     double correction = std::fabs(value - before[i]);
+    if (!scales.empty()) correction *= scales[i];
     if (!(correction <= largest)) largest = correction;  // a NaN correction wins
   }
   return largest;
@@ -106,7 +107,7 @@ RunResult RunAdjustment(ZR::AdjustmentModel& model, const std::vector<ZR::VOValu
     double solverResidual = 0.0;
     IterationRecord record = Step(model, settings, computeInverse, number, solverResidual);
     bool finite = true;
-    record.maxCorrection = MaxCorrection(before, unknowns, finite);
+    record.maxCorrection = MaxCorrection(before, unknowns, settings.correctionScales, finite);
     result.iterations.push_back(record);
     if (progress) PrintProgress(*progress, record);
 
