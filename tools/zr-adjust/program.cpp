@@ -50,10 +50,14 @@ bool CheckDatum(const DatumAnalysis& datum, const std::string& label, std::ostre
 
 // The datum while iterating: the library's seven conditions where they hold the defect (3D
 // points in the model's points), otherwise a minimal datum of the program's own, held fixed,
-// and no network points for the library.
+// and no network points for the library. Without a defect the library's conditions are kept
+// as they are, unless they would not be finite (a single 3D point).
 void HoldDatum(const Network& network, const DatumAnalysis& datum, ModelObjects& objects,
                ZR::AdjustmentModel& model) {
-  if (datum.basis.motions.empty()) return;
+  if (datum.basis.motions.empty()) {
+    if (!LibraryConditionsFinite(network, objects.UnknownRefs())) model.points.clear();
+    return;
+  }
   if (!model.points.empty() &&
       LibraryConditionsHold(network, objects.UnknownRefs(), datum.basis.motions))
     return;

@@ -137,6 +137,15 @@ TEST(AdjustNetwork, RefusesAnUndefinedDatumBeforeIterating) {
   }
 }
 
+TEST(AdjustNetwork, ASingle3DPointOfAFreeNetworkAdjustsWithoutTheLibrarysConditions) {
+  // The library's conditions divide by the spread of the 3D points: NaN for a single one.
+  ProgramRun run =
+      Adjust("point A 1 2 3\ndatum free\ncoord A x 1 0.1\ncoord A y 2 0.1\ncoord A z 3.01 0.1\n");
+  ASSERT_TRUE(run.outcome.report) << run.messages;
+  EXPECT_EQ(run.outcome.exitStatus, exitConverged);
+  EXPECT_NEAR(run.outcome.report->points[0].coordinate[2], 3.01, 1e-12);
+}
+
 TEST(AdjustNetwork, ARejectedFactorisationGivesExit3AndNoCoordinates) {
   // Weights 1e24 and 1e-4 side by side: every unknown is determined, but the library's
   // factorisation compares its smallest pivot with its largest (below 1e-20: rejected) and

@@ -12,13 +12,8 @@ namespace {
 // escapes the conditions; an escaping motion leaves rounding only.
 constexpr double heldThreshold = 1e-10;
 
-}  // namespace
-
-bool LibraryConditionsHold(const Network& network, const std::vector<UnknownRef>& unknowns,
-                           const std::vector<std::vector<double>>& motions) {
-  std::size_t d = motions.size();
-  if (d == 0) return true;
-  UnknownMap map = MapUnknowns(network, unknowns);
+// The 3D points whose three coordinates are unknowns, as the library picks them.
+NetworkPart Qualifying(const Network& network, const UnknownMap& map) {
   NetworkPart qualifying;
   for (std::size_t p = 0; p < network.points.size(); ++p) {
     const std::array<std::size_t, 3>& u = map.pointUnknown[p];
@@ -26,16 +21,36 @@ bool LibraryConditionsHold(const Network& network, const std::vector<UnknownRef>
         u[1] != UnknownMap::none && u[2] != UnknownMap::none)
       qualifying.points.push_back(p);
   }
-  PointCoordinates coordinates = ApproximateCoordinates(network);
-  MotionCentre centre = CentreOf(network, qualifying, coordinates);
-  // The library divides by the points' spread about their centroid: a single point, or points
-  // that coincide, would fill its conditions with NaN.
+  return qualifying;
+}
+
+bool SpreadOut(const NetworkPart& qualifying, const PointCoordinates& coordinates,
+               const MotionCentre& centre) {
   double spread = 0.0;
   for (std::size_t p : qualifying.points) {
     spread += std::fabs(coordinates[p][0] - centre.x) + std::fabs(coordinates[p][1] - centre.y) +
               std::fabs(coordinates[p][2] - centre.z);
   }
-  if (!(spread > 0.0)) return false;
+  return spread > 0.0;
+}
+
+}  // namespace
+
+bool LibraryConditionsFinite(const Network& network, const std::vector<UnknownRef>& unknowns) {
+  NetworkPart qualifying = Qualifying(network, MapUnknowns(network, unknowns));
+  PointCoordinates coordinates = ApproximateCoordinates(network);
+  return SpreadOut(qualifying, coordinates, CentreOf(network, qualifying, coordinates));
+}
+
+bool LibraryConditionsHold(const Network& network, const std::vector<UnknownRef>& unknowns,
+                           const std::vector<std::vector<double>>& motions) {
+  std::size_t d = motions.size();
+  if (d == 0) return true;
+  UnknownMap map = MapUnknowns(network, unknowns);
+  NetworkPart qualifying = Qualifying(network, map);
+  PointCoordinates coordinates = ApproximateCoordinates(network);
+  MotionCentre centre = CentreOf(network, qualifying, coordinates);
+  if (!SpreadOut(qualifying, coordinates, centre)) return false;
   std::vector<std::vector<double>> k;  // rows: conditions, columns: motions
   std::vector<double> columnNorm(d, 0.0);
   for (const std::vector<double>& g : motions)

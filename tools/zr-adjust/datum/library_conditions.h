@@ -14,6 +14,11 @@
 
 namespace zradjust {
 
+// True when the library's conditions are finite: at least two distinct 3D points have three
+// unknown coordinates. A single one (or coincident ones) gives the library's spread zero, and
+// its conditions, divided by it, NaN.
+bool LibraryConditionsFinite(const Network& network, const std::vector<UnknownRef>& unknowns);
+
 // motions: the defect's G over the host's unknowns (DatumBasis::motions).
 bool LibraryConditionsHold(const Network& network, const std::vector<UnknownRef>& unknowns,
                            const std::vector<std::vector<double>>& motions);
