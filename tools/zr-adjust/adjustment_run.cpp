@@ -4,6 +4,8 @@
 #include <cmath>
 #include <cstdio>
 
+#include "tools/zr-adjust/solve_check.h"
+
 namespace zradjust {
 namespace {
 
@@ -31,6 +33,38 @@ bool InverseHeld(const ZR::AdjustmentModel& model, std::size_t unknownCount) {
     if (row.Empty()) return false;
   }
   return true;
+}
+
+// Where the loop stands after an iteration: still iterating, one step left (the iteration limit
+// is next, or the tolerance was reached and the inverse is wanted from one more step), or done.
+enum class LoopState {
+  Iterating,
+  LastStep,
+  Done,
+};
+
+LoopState NextState(LoopState state, bool belowTolerance, const RunSettings& settings, int number) {
+  if (state == LoopState::LastStep) return LoopState::Done;
+  if (belowTolerance) return settings.wantInverse ? LoopState::LastStep : LoopState::Done;
+  return number + 1 >= settings.iterationLimit ? LoopState::LastStep : LoopState::Iterating;
+}
+
+// One call of Iterate, timed; the record's max correction is left to the caller. solverResidual
+// gets the library's residual norm of the solve.
+IterationRecord Step(ZR::AdjustmentModel& model, const RunSettings& settings, bool computeInverse,
+                     int number, double& solverResidual) {
+  double sigma0 = 0.0;
+  solverResidual = 0.0;
+  auto start = std::chrono::steady_clock::now();
+  model.Iterate(sigma0, settings.stepFactor, settings.maxCorrection, settings.adaptiveWeights,
+                computeInverse, settings.evaluateOnly ? evaluationOnlyCode : compactSolverCode, 0,
+                0.0, &solverResidual);
+  std::chrono::duration<double> elapsed = std::chrono::steady_clock::now() - start;
+  IterationRecord record;
+  record.number = number;
+  record.sigma0 = sigma0;
+  record.seconds = elapsed.count();
+  return record;
 }
 
 void PrintProgress(std::ostream& out, const IterationRecord& record) {
@@ -61,27 +95,19 @@ RunResult RunAdjustment(ZR::AdjustmentModel& model, const std::vector<ZR::VOValu
                         const RunSettings& settings, std::ostream* progress) {
   RunResult result;
   std::vector<double> before(unknowns.size());
-  bool convergedBefore = false;
-  for (int number = 1;; ++number) {
-    bool last = settings.evaluateOnly || convergedBefore || number == settings.iterationLimit;
-    bool computeInverse = settings.wantInverse && last;
+  LoopState state = settings.evaluateOnly || settings.iterationLimit <= 1 ? LoopState::LastStep
+                                                                          : LoopState::Iterating;
+  for (int number = 1; state != LoopState::Done; ++number) {
+    bool computeInverse = settings.wantInverse && state == LoopState::LastStep;
     for (std::size_t i = 0; i < unknowns.size(); ++i)
       before[i] = unknowns[i]->Value;
+    StepEquations step;
+    if (!settings.evaluateOnly) step = CaptureStep(model, settings.adaptiveWeights);
 
-    double sigma0 = 0.0;
     double solverResidual = 0.0;
-    auto start = std::chrono::steady_clock::now();
-    model.Iterate(sigma0, settings.stepFactor, settings.maxCorrection, settings.adaptiveWeights,
-                  computeInverse, settings.evaluateOnly ? evaluationOnlyCode : compactSolverCode, 0,
-                  0.0, &solverResidual);
-    std::chrono::duration<double> elapsed = std::chrono::steady_clock::now() - start;
-
-    IterationRecord record;
-    record.number = number;
-    record.sigma0 = sigma0;
+    IterationRecord record = Step(model, settings, computeInverse, number, solverResidual);
     bool finite = true;
     record.maxCorrection = MaxCorrection(before, unknowns, settings.correctionScales, finite);
-    record.seconds = elapsed.count();
     result.iterations.push_back(record);
     if (progress) PrintProgress(*progress, record);
 
@@ -90,18 +116,19 @@ RunResult RunAdjustment(ZR::AdjustmentModel& model, const std::vector<ZR::VOValu
       result.inverseFailed = !result.inverseComputed && !settings.evaluateOnly;
     }
     bool belowTolerance = record.maxCorrection < settings.tolerance;
-    if (!convergedBefore && belowTolerance) result.converged = true;
-    if (!finite) {
-      result.diverged = true;
+    result.converged = result.converged || belowTolerance;
+    if (!settings.evaluateOnly && finite) {
+      result.backwardError =
+          ScaledBackwardError(step, settings.stepFactor, settings.maxCorrection, solverResidual);
+      result.solveFailed = result.backwardError > backwardErrorLimit;
+    }
+    if (!finite || result.solveFailed) {
+      result.diverged = !finite;
       result.converged = false;
+      result.failedIteration = number;
       break;
     }
-    if (last) break;
-    if (belowTolerance) {
-      // Converged: done, unless one more iteration is needed to ask for the inverse.
-      if (!settings.wantInverse) break;
-      convergedBefore = true;
-    }
+    state = NextState(state, belowTolerance, settings, number);
   }
   return result;
 }

@@ -66,11 +66,16 @@ TEST(ZrAdjust, ExitStatusFollowsOptionsFilesAndConvergence) {
       {"--tolerance 0 --iterations 3" + small, 1, ""},
       {"--solver evaluate" + nonlinear, 0, ""},
       {"--quiet " + std::string(ZR_EXAMPLES) + "/monitoring.net", 0, ""},
+      // An undefined datum is refused before iterating; a rejected factorisation stops the run.
+      {data + "plan_as_3d.net", 2, "point P: Z is not determined: no observation depends on it"},
+      {"--order input " + data + "rejected_factorisation.net", 3,
+       "the corrections do not solve the normal equations"},
   };
   for (const Case& c : cases) {
     Outcome outcome = RunProgram(c.arguments);
     EXPECT_EQ(outcome.status, c.status) << c.arguments << "\n" << outcome.err;
-    EXPECT_THAT(c.status == 2 ? outcome.err : outcome.out, HasSubstr(c.message)) << c.arguments;
+    EXPECT_THAT(c.status >= 2 ? outcome.err : outcome.out, HasSubstr(c.message)) << c.arguments;
+    if (c.status == 3) EXPECT_EQ(outcome.out, "");  // no coordinates as results
   }
   EXPECT_FALSE(std::ifstream(json).good());
   // One progress line per iteration on standard error, none with --quiet.
