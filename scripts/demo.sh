@@ -16,7 +16,7 @@ set -euo pipefail
 # in the repository.
 repository=$(cd "$(dirname "$0")/.." && pwd)
 if [ "${1:-}" = "--example" ]; then
-  network=$repository/examples/${2:?--example needs a name, e.g. traverse}.net
+  network=examples/${2:?--example needs a name, e.g. traverse}.net
   shift 2
 elif [ $# -gt 0 ]; then
   case $1 in
@@ -25,7 +25,7 @@ elif [ $# -gt 0 ]; then
   esac
   shift
 else
-  network=$repository/examples/monitoring.net
+  network=examples/monitoring.net
 fi
 cd "$repository"
 
