@@ -1,6 +1,9 @@
 #include "solvers/compact_form.h"
 
 #include <cstddef>
+#include <stdexcept>
+
+#include "solvers/large_blocks.h"
 
 namespace {
 
@@ -64,7 +67,13 @@ bool BuildCompactForm(const SparseMatrix& N, CompactForm& form) {
   if (!CountSlots(N, slotCount)) {
     return false;
   }
+  if (slotCount > maxCompactSlots) {
+    // Fails before any value is written, and leaves nothing behind.
+    ReleaseCompactForm(form);
+    RequireCompactSlots(slotCount);
+  }
   form.values = new double[slotCount];
+  AdviseHugePages(form.values, slotCount * sizeof(double));
   std::uint32_t written = 0;
   std::uint32_t positionCount = 0;
   for (std::uint32_t i = 0; i < n; ++i) {
@@ -73,6 +82,12 @@ bool BuildCompactForm(const SparseMatrix& N, CompactForm& form) {
     }
   }
   return true;
+}
+
+void RequireCompactSlots(std::uint64_t slotCount) {
+  if (slotCount > maxCompactSlots) {
+    throw std::length_error("vector<T> too long");
+  }
 }
 
 void ReleaseCompactForm(CompactForm& form) {
