@@ -97,7 +97,7 @@ template <typename Lanes, std::int32_t vectors>
   Backward<Lanes, vectors>(n, rowDiagonal, first, x);
 }
 
-// width right-hand sides in vectors of Lanes (width a multiple of its lane count, at most four
+// width right-hand sides in vectors of Lanes (width a multiple of its lane count: 1 to 4, 6 or 8
 // vectors); the vector count is a constant in each branch, so that the sums stay in registers.
 template <typename Lanes>
 [[gnu::always_inline]] inline void SolveWidth(std::int32_t n, const double* const* rowDiagonal,
@@ -113,8 +113,14 @@ template <typename Lanes>
     case 3:
       SolveVectors<Lanes, 3>(n, rowDiagonal, first, x, skipBelow);
       break;
-    default:
+    case 4:
       SolveVectors<Lanes, 4>(n, rowDiagonal, first, x, skipBelow);
+      break;
+    case 6:
+      SolveVectors<Lanes, 6>(n, rowDiagonal, first, x, skipBelow);
+      break;
+    default:
+      SolveVectors<Lanes, 8>(n, rowDiagonal, first, x, skipBelow);
       break;
   }
 }

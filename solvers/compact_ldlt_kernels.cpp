@@ -9,22 +9,26 @@ namespace {
 using compact_ldlt_blocked::BlockShape;
 using compact_ldlt_blocked::FactorizeBlocks;
 using compact_ldlt_interleaved::SolveWidth;
+using compact_ldlt_lanes::Lanes2;
 using compact_ldlt_lanes::Lanes4;
 using compact_ldlt_lanes::Lanes8;
 
-// The block shapes: rows in vectors of four or eight, four columns at a time. The 512-bit path
-// takes sixteen rows, so that every loaded element of L serves sixteen rows and the fixed work
-// of a block (its masks, its triangle, finishing its columns) is shared by twice as many rows;
-// its 32 registers hold the eight sums of a group with room to spare.
+// The block shapes. The portable path keeps to two doubles a vector, the width every x86-64
+// processor has in its registers (wider generic vectors split by the compiler ran slower than
+// the plain loop). The 256-bit path takes eight rows and four columns. The 512-bit path takes
+// sixteen rows and six columns, so that every loaded element of L serves sixteen rows, every
+// loaded g(k) six columns, and the fixed work of a block (its masks, its triangle, finishing its
+// columns) is shared by twice as many rows; its 32 registers hold the twelve sums of a group.
+using ShapeOfTwo = BlockShape<Lanes2, 4, 4>;
 using ShapeOfFour = BlockShape<Lanes4, 2, 4>;
-using ShapeOfEight = BlockShape<Lanes8, 2, 4>;
+using ShapeOfEight = BlockShape<Lanes8, 2, 6>;
 
 // The same source compiled three times: each entry point inlines the whole pass with its own
 // instruction set. The AVX-512 path is compiled with the floating-point contraction of the whole
 // build switched off like every other, so no fused multiply-add appears there either.
 void FactorizePortable(std::int32_t n, double* const* rowDiagonal, const std::int32_t* first,
                        double* g, PivotExtremes& extremes) {
-  FactorizeBlocks<ShapeOfFour>(n, rowDiagonal, first, g, extremes);
+  FactorizeBlocks<ShapeOfTwo>(n, rowDiagonal, first, g, extremes);
 }
 
 [[gnu::target("avx2")]] void FactorizeAvx2(std::int32_t n, double* const* rowDiagonal,
@@ -43,7 +47,7 @@ void FactorizePortable(std::int32_t n, double* const* rowDiagonal, const std::in
 
 void SolvePortable(std::int32_t n, const double* const* rowDiagonal, const std::int32_t* first,
                    double* x, std::int32_t width, std::int32_t skipBelow) {
-  SolveWidth<Lanes4>(n, rowDiagonal, first, x, width, skipBelow);
+  SolveWidth<Lanes2>(n, rowDiagonal, first, x, width, skipBelow);
 }
 
 [[gnu::target("avx2")]] void SolveAvx2(std::int32_t n, const double* const* rowDiagonal,
@@ -92,10 +96,12 @@ std::int32_t FactorizeBlockRowsOf(KernelPath path) {
   switch (path) {
     case KernelPath::plain:
       return 1;
-    case KernelPath::avx512:
-      return ShapeOfEight::rows;
-    default:
+    case KernelPath::portable:
+      return ShapeOfTwo::rows;
+    case KernelPath::avx2:
       return ShapeOfFour::rows;
+    default:
+      return ShapeOfEight::rows;
   }
 }
 

@@ -15,9 +15,9 @@
 #include <cstdint>
 
 // plain: the row loops one sum at a time, for any profile.
-// portable, avx2, avx512: rows in blocks and right-hand sides side by side, in vectors of four
-// (portable: as wide as the compiler's default target allows; avx2: 256-bit registers) or of
-// eight doubles (avx512: 512-bit registers, AVX-512F/DQ/VL).
+// portable, avx2, avx512: rows in blocks and right-hand sides side by side, in vectors of two
+// (portable: 128-bit registers, which every x86-64 processor has), four (avx2: 256-bit
+// registers) or eight doubles (avx512: 512-bit registers, AVX-512F/DQ/VL).
 enum class KernelPath { plain, portable, avx2, avx512 };
 
 // Whether this processor can run path.

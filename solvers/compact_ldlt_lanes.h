@@ -10,6 +10,7 @@
 
 namespace compact_ldlt_lanes {
 
+typedef double Lanes2 __attribute__((vector_size(2 * sizeof(double))));
 typedef double Lanes4 __attribute__((vector_size(4 * sizeof(double))));
 typedef double Lanes8 __attribute__((vector_size(8 * sizeof(double))));
 
