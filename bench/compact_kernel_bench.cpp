@@ -16,10 +16,7 @@
 
 #include "bench/bench_support.h"
 #include "bench/network_generator.h"
-#include "solvers/compact_form.h"
-#include "solvers/compact_ldlt.h"
-#include "solvers/compact_path_test_support.h"
-#include "solvers/solve_dispatch.h"
+#include "solvers/compact_test_support.h"
 #include "sparse/sparse_matrix.h"
 
 namespace {
@@ -216,13 +213,13 @@ void FactorisationPaths(std::uint32_t points) {
   const double multiplyAdds = static_cast<double>(CompactFactorizeMultiplyAdds(n, diagPos.data()));
 
   std::vector<double> plain;
-  for (KernelPath path : compact_path_support::AvailablePaths()) {
+  for (KernelPath path : compact_test_support::AvailablePaths()) {
     double best = 1e300;
     std::vector<double> values;
     for (int repeat = 0; repeat < (path == KernelPath::plain ? 1 : 3); ++repeat) {
       values = input;
       auto start = std::chrono::steady_clock::now();
-      compact_path_support::FactorizeOnPath(path, diagPos, values);
+      compact_test_support::FactorizeOnPath(path, diagPos, values);
       best = std::min(best, Seconds(start));
     }
     if (path == KernelPath::plain) {
@@ -231,7 +228,7 @@ void FactorisationPaths(std::uint32_t points) {
     std::printf(
         "factorise %u-point network (n=%u, %zu slots, %.3g multiply-adds) on %-8s %.3f s = %.2f "
         "G/s; %s\n",
-        points, n, input.size(), multiplyAdds, compact_path_support::PathName(path), best,
+        points, n, input.size(), multiplyAdds, compact_test_support::PathName(path), best,
         multiplyAdds / best * 1e-9, SameBits(plain, values) ? "identical bits" : "BITS DIFFER");
   }
 }

@@ -1,9 +1,14 @@
 // zr-macro-bench: whole adjustment steps on generated networks, the compact solver against its
 // peers on the same normal equations, and zr-adjust end to end.
 //
-//   zr-macro-bench [--sizes 1000,5000,20000] [--steps 2] [--seed 1] [--no-peers]
+//   zr-macro-bench [--sizes 1000,5000,20000] [--large] [--steps 2] [--seed 1] [--no-peers]
 //                  [--zr-adjust PATH] [--end-to-end-inverse-points 1000]
-//                  [--end-to-end-points 10000] [--workdir DIR]
+//                  [--end-to-end-points 10000,...] [--workdir DIR]
+//
+// --large adds a network of 100,000 points (a few minutes with the peers). The model is built
+// as a host builds it, with the public framework types (bench/bench_model.h); the peers and our
+// compact solve then run on N and b formed by the benchmark from the same observation objects.
+// Each peer runs with the whole machine and again on one thread.
 //
 // Prints Markdown tables on standard output, progress on standard error. Exit status 0, 1 when
 // a peer's solution disagrees with ours or a run failed, 2 for bad options.
@@ -23,17 +28,12 @@
 #include <string>
 #include <vector>
 
+#include "bench/bench_model.h"
 #include "bench/bench_support.h"
 #include "bench/network_generator.h"
 #include "bench/peer_solvers.h"
-#include "iteration/normal_equations.h"
-#include "iteration/observation_assembly.h"
-#include "solvers/compact_form.h"
-#include "solvers/compact_ldlt.h"
-#include "solvers/solve_dispatch.h"
-#include "tools/zr-adjust/identifier_order.h"
-#include "tools/zr-adjust/model_builder.h"
-#include "tools/zr-adjust/network_reader.h"
+#include "iteration/adjustment_model.h"
+#include "solvers/compact_test_support.h"
 
 #ifndef ZR_ADJUST_EXECUTABLE
 #define ZR_ADJUST_EXECUTABLE ""
@@ -54,7 +54,7 @@ struct MacroOptions {
   bool peers = true;
   std::string zrAdjust = ZR_ADJUST_EXECUTABLE;
   std::uint32_t endToEndInversePoints = 1000;
-  std::uint32_t endToEndPoints = 10000;
+  std::vector<std::uint32_t> endToEndPoints{10000};
   std::string workDirectory = "/tmp";
 };
 
@@ -74,8 +74,7 @@ struct SizeResult {
   double timeEvaluation = 0.0;
   double timeSolve = 0.0;
   double timeTotal = 0.0;
-  double wallPerStep = 0.0;      // seconds
-  double assemblySeconds = 0.0;  // A, P, l, AᵀP, N and b, once, outside a step
+  double wallPerStep = 0.0;  // seconds
   double sigma0 = 0.0;
   long peakResidentKiB = 0;
   std::uint64_t entries = 0;
@@ -100,9 +99,10 @@ struct EndToEndResult {
 
 [[noreturn]] void Usage(const std::string& problem) {
   std::cerr << "zr-macro-bench: " << problem << "\n"
-            << "usage: zr-macro-bench [--sizes N,N,...] [--steps N] [--seed S] [--no-peers]\n"
-               "                      [--zr-adjust PATH] [--end-to-end-inverse-points N]\n"
-               "                      [--end-to-end-points N] [--workdir DIR]\n"
+            << "usage: zr-macro-bench [--sizes N,N,...] [--large] [--steps N] [--seed S]\n"
+               "                      [--no-peers] [--zr-adjust PATH]\n"
+               "                      [--end-to-end-inverse-points N]\n"
+               "                      [--end-to-end-points N,N,...] [--workdir DIR]\n"
                "  a points count of 0 for an end-to-end run skips it\n";
   std::exit(2);
 }
@@ -119,6 +119,20 @@ std::uint64_t ParseCount(const char* text, const std::string& option) {
   return value;
 }
 
+// A comma-separated list of counts, at least one.
+std::vector<std::uint32_t> ParseCounts(const char* text, const std::string& option) {
+  std::vector<std::uint32_t> counts;
+  std::stringstream list(text != nullptr ? text : "");
+  std::string item;
+  while (std::getline(list, item, ',')) {
+    counts.push_back(static_cast<std::uint32_t>(ParseCount(item.c_str(), option)));
+  }
+  if (counts.empty()) {
+    Usage(option + " needs at least one count");
+  }
+  return counts;
+}
+
 MacroOptions ParseOptions(int argc, char** argv) {
   MacroOptions options;
   for (int index = 1; index < argc; ++index) {
@@ -128,20 +142,16 @@ MacroOptions ParseOptions(int argc, char** argv) {
       options.peers = false;
       continue;
     }
+    if (argument == "--large") {
+      options.sizes.push_back(100000);
+      continue;
+    }
     if (argument == "--help" || argument == "-h") {
       Usage("help");
     }
     ++index;
     if (argument == "--sizes") {
-      options.sizes.clear();
-      std::stringstream list(value != nullptr ? value : "");
-      std::string item;
-      while (std::getline(list, item, ',')) {
-        options.sizes.push_back(static_cast<std::uint32_t>(ParseCount(item.c_str(), argument)));
-      }
-      if (options.sizes.empty()) {
-        Usage("--sizes needs at least one size");
-      }
+      options.sizes = ParseCounts(value, argument);
     } else if (argument == "--steps") {
       options.steps = static_cast<int>(std::max<std::uint64_t>(1, ParseCount(value, argument)));
     } else if (argument == "--seed") {
@@ -151,7 +161,7 @@ MacroOptions ParseOptions(int argc, char** argv) {
     } else if (argument == "--end-to-end-inverse-points") {
       options.endToEndInversePoints = static_cast<std::uint32_t>(ParseCount(value, argument));
     } else if (argument == "--end-to-end-points") {
-      options.endToEndPoints = static_cast<std::uint32_t>(ParseCount(value, argument));
+      options.endToEndPoints = ParseCounts(value, argument);
     } else if (argument == "--workdir" && value != nullptr) {
       options.workDirectory = value;
     } else {
@@ -192,75 +202,10 @@ NetworkGeneratorOptions GeneratorOptions(std::uint32_t points, std::uint64_t see
   return options;
 }
 
-zradjust::Network ReadGenerated(const GeneratedNetwork& generated) {
-  zradjust::ReadResult read = zradjust::ReadNetwork(NetworkFileText(generated), "generated");
-  if (!read.Ok()) {
-    std::cerr << "zr-macro-bench: the generated network does not read back:\n";
-    for (const std::string& error : read.errors) {
-      std::cerr << "  " << error << "\n";
-    }
-    std::exit(1);
-  }
-  return std::move(read.network);
-}
-
-// The column every unknown gets under order: unknowns numbered by ascending identifier, a
-// point's coordinates consecutive. Returns, per column under RCM, the column under input order.
-std::vector<std::uint32_t> InputColumnsOfRcmColumns(const zradjust::Network& network) {
-  const auto columnsUnder = [&network](zradjust::IdentifierOrder order) {
-    const std::vector<std::uint64_t> firstIds = zradjust::AssignIdentifiers(network, order);
-    // (identifier, coordinate key) of every unknown, sorted by identifier.
-    std::vector<std::pair<std::uint64_t, std::uint64_t>> unknowns;
-    for (std::size_t point = 0; point < network.points.size(); ++point) {
-      const zradjust::SurveyPoint& surveyPoint = network.points[point];
-      for (int axis = 0; axis < surveyPoint.CoordinateCount(); ++axis) {
-        if (!surveyPoint.fixed[axis]) {
-          unknowns.emplace_back(firstIds[point] + axis, 3 * point + axis);
-        }
-      }
-    }
-    std::sort(unknowns.begin(), unknowns.end());
-    std::vector<std::uint32_t> columnOfKey(3 * network.points.size(), 0);
-    for (std::uint32_t column = 0; column < unknowns.size(); ++column) {
-      columnOfKey[unknowns[column].second] = column;
-    }
-    return std::make_pair(columnOfKey, unknowns);
-  };
-  const auto [rcmColumnOfKey, rcmUnknowns] =
-      columnsUnder(zradjust::IdentifierOrder::ReverseCuthillMcKee);
-  const auto [inputColumnOfKey, inputUnknowns] = columnsUnder(zradjust::IdentifierOrder::Input);
-  std::vector<std::uint32_t> newIndex(rcmUnknowns.size());
-  for (std::uint32_t column = 0; column < rcmUnknowns.size(); ++column) {
-    newIndex[column] = inputColumnOfKey[rcmUnknowns[column].second];
-  }
-  return newIndex;
-}
-
-// N and b exactly as the model's last step formed them: the same assembly, products, damping
-// and datum, at the current values. The step itself keeps them to itself.
-// Returns the seconds spent on the assembly proper: evaluating the observations into A, P and l
-// and forming AᵀP, N and b.
-double FormModelNormalEquations(ZR::AdjustmentModel& model, SparseMatrix& N, DenseVector& b) {
-  const Clock::time_point start = Clock::now();
-  const auto observationCount = static_cast<std::uint32_t>(model.observations.size());
-  const auto unknownCount = static_cast<std::uint32_t>(model.unknowns.size());
-  SparseMatrix A(observationCount, unknownCount);
-  SparseMatrix P(observationCount, observationCount);
-  DenseVector l(observationCount);
-  AssembleObservations(model.observations, model.unknowns, false, model.weightScale, nullptr, A, P,
-                       l);
-  SparseMatrix T;
-  FormNormalEquations(A, P, l, T, N, b);
-  const double assemblySeconds = SecondsSince(start);
-  AddDiagonalDamping(N, model.diagonalDamping);
-  if (!model.points.empty()) {
-    AddDatum(N, model.points, model.unknowns);
-  }
-  return assemblySeconds;
-}
-
 using PeerSolver = PeerResult (*)(const LowerColumns&, const std::vector<double>&);
 constexpr PeerSolver kPeers[] = {&SolveWithEigen, &SolveWithCholmod, &SolveWithPardisoDriver};
+// Each peer with the machine's threads, then on one thread (Eigen's LDLᵀ has one thread only).
+constexpr int kPeerThreadChoices[] = {0, 1};
 
 // One solve of a small system by every peer, so that one-time set-up (thread pools, library
 // initialisation) does not land in the first measurement.
@@ -273,26 +218,27 @@ void WarmUpPeers() {
   const LowerColumns lower = ToLowerColumns(N);
   const std::vector<double> rightHandSide(b.data(), b.data() + b.size());
   for (const PeerSolver solve : kPeers) {
-    solve(lower, rightHandSide);
+    for (const int threads : kPeerThreadChoices) {
+      SetPeerThreads(threads);
+      solve(lower, rightHandSide);
+    }
   }
+  SetPeerThreads(0);
 }
 
 void CompareSolvers(const SparseMatrix& N, const DenseVector& b, bool peers, SizeResult& result) {
   const std::uint32_t n = N.RowCount();
 
-  CompactForm form;
-  if (BuildCompactForm(N, form)) {
-    result.multiplyAdds = CompactFactorizeMultiplyAdds(n, form.diagonalPositions);
-    std::int32_t flag = 0;
-    const Clock::time_point start = Clock::now();
-    COMPACT_FACTORIZE_2(static_cast<std::int32_t>(n), form.diagonalPositions, form.values, &flag);
-    result.factorizeSeconds = SecondsSince(start);
+  const compact_test_support::CompactFactorisation factorisation =
+      compact_test_support::FactorizeCompactForm(N);
+  if (factorisation.built) {
+    result.multiplyAdds = CompactFactorizeMultiplyAdds(n, factorisation.diagPos.data());
+    result.factorizeSeconds = factorisation.seconds;
   }
-  ReleaseCompactForm(form);
 
   DenseVector x = b;
   const Clock::time_point start = Clock::now();
-  result.compactOk = SolveCompact(N, x);
+  result.compactOk = compact_test_support::SolveCompactly(N, x);
   result.solveCompactSeconds = SecondsSince(start);
   if (!peers) {
     return;
@@ -301,14 +247,23 @@ void CompareSolvers(const SparseMatrix& N, const DenseVector& b, bool peers, Siz
   const LowerColumns lower = ToLowerColumns(N);
   const std::vector<double> rightHandSide(b.data(), b.data() + b.size());
   for (const PeerSolver solve : kPeers) {
-    const PeerResult peer = solve(lower, rightHandSide);
-    PeerRow row{peer.name, peer.seconds, 0.0, peer.error};
-    if (row.error.empty()) {
-      row.difference = RelativeDifference(peer.x.data(), x.data(), n);
+    for (const int threads : kPeerThreadChoices) {
+      const int used = SetPeerThreads(threads);
+      const PeerResult peer = solve(lower, rightHandSide);
+      const int shown = peer.singleThreaded ? 1 : used;
+      if (threads == 1 && peer.singleThreaded) {
+        continue;  // the same run again
+      }
+      PeerRow row{peer.name + ", " + std::to_string(shown) + (shown == 1 ? " thread" : " threads"),
+                  peer.seconds, 0.0, peer.error};
+      if (row.error.empty()) {
+        row.difference = RelativeDifference(peer.x.data(), x.data(), n);
+      }
+      std::cerr << "  " << row.name << ": " << peer.seconds << " s\n";
+      result.peers.push_back(row);
     }
-    std::cerr << "  " << peer.name << ": " << peer.seconds << " s\n";
-    result.peers.push_back(row);
   }
+  SetPeerThreads(0);
 }
 
 SizeResult MeasureSize(std::uint32_t points, const MacroOptions& options) {
@@ -316,12 +271,9 @@ SizeResult MeasureSize(std::uint32_t points, const MacroOptions& options) {
   result.points = points;
   std::cerr << "zr-macro-bench: " << points << " points\n";
   const GeneratedNetwork generated = GenerateNetwork(GeneratorOptions(points, options.seed));
-  const zradjust::Network network = ReadGenerated(generated);
-  // The model as zr-adjust builds it by default, unknowns in reverse Cuthill-McKee order.
-  ZR::AdjustmentModel model;
-  const zradjust::ModelObjects objects(
-      network, zradjust::AssignIdentifiers(network, zradjust::IdentifierOrder::ReverseCuthillMcKee),
-      model);
+  // The model as a host builds it, unknowns in reverse Cuthill-McKee order.
+  BenchModel benchModel(generated);
+  ZR::AdjustmentModel& model = benchModel.Model();
 
   ResetPeakResident();
   for (int step = 0; step < options.steps; ++step) {
@@ -349,10 +301,10 @@ SizeResult MeasureSize(std::uint32_t points, const MacroOptions& options) {
 
   SparseMatrix N;
   DenseVector b;
-  result.assemblySeconds = FormModelNormalEquations(model, N, b);
+  benchModel.FormNormalEquations(N, b);
   result.entries = N.EntryCount();
   result.profileRcm = CompactProfileSlots(N);
-  result.profileInput = CompactProfileSlots(N, InputColumnsOfRcmColumns(network));
+  result.profileInput = CompactProfileSlots(N, benchModel.DeclarationColumns());
   CompareSolvers(N, b, options.peers, result);
   return result;
 }
@@ -454,11 +406,6 @@ bool PrintSizeTable(const std::vector<SizeResult>& results) {
               [](const SizeResult& r) { return Format("%.0f", r.timeTotal); });
   PrintMetric("wall time per step (ms)", results,
               [](const SizeResult& r) { return Format("%.1f", 1e3 * r.wallPerStep); });
-  PrintMetric("assembly of A, P, l, AᵀP, N, b (ms, share of the step)", results,
-              [](const SizeResult& r) {
-                return Format("%.1f", 1e3 * r.assemblySeconds) + ", " +
-                       Format("%.0f%%", 100.0 * r.assemblySeconds / r.wallPerStep);
-              });
   PrintMetric("sigma0 after the last step", results,
               [](const SizeResult& r) { return Format("%.4f", r.sigma0); });
   PrintMetric("peak resident memory during the steps (MiB)", results,
@@ -530,8 +477,10 @@ int main(int argc, char** argv) {
     if (options.endToEndInversePoints > 0) {
       endToEnd.push_back(RunEndToEnd(options.endToEndInversePoints, true, options));
     }
-    if (options.endToEndPoints > 0) {
-      endToEnd.push_back(RunEndToEnd(options.endToEndPoints, false, options));
+    for (const std::uint32_t points : options.endToEndPoints) {
+      if (points > 0) {
+        endToEnd.push_back(RunEndToEnd(points, false, options));
+      }
     }
   }
   if (options.peers) {

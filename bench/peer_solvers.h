@@ -1,7 +1,8 @@
 #pragma once
 // Other sparse solvers run on the same N and b as the compact path, for comparison only: Eigen's
-// simplicial LDLᵀ with its approximate minimum degree ordering, CHOLMOD's Cholesky with its
-// default ordering strategy, and MKL PARDISO through the library's own driver. The benchmarks
+// simplicial LDLᵀ with its approximate minimum degree ordering (one thread), CHOLMOD's Cholesky
+// with its default ordering strategy and an optimised BLAS (OpenBLAS), and MKL PARDISO through
+// the library's own driver. The benchmarks
 // link them; the library never does.
 
 #include <string>
@@ -17,7 +18,14 @@ struct PeerResult {
   std::vector<double> x;
   // Empty when the peer succeeded; otherwise what went wrong.
   std::string error;
+  // The peer never uses more than one thread, whatever SetPeerThreads says.
+  bool singleThreaded = false;
 };
+
+// Threads the peers may use from now on: CHOLMOD's BLAS (OpenBLAS, linked into the benchmark
+// ahead of the system's BLAS) and PARDISO's OpenMP team. 0 means every processor of the
+// machine. Returns the count now in force.
+int SetPeerThreads(int threads);
 
 PeerResult SolveWithEigen(const LowerColumns& N, const std::vector<double>& b);
 PeerResult SolveWithCholmod(const LowerColumns& N, const std::vector<double>& b);
