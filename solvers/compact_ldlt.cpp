@@ -168,7 +168,7 @@ std::int32_t COMPACT_SOLVE_2(std::int32_t n, const std::uint32_t* diagPos,
   for (std::int32_t i = 0; i < n; ++i) {
     rowDiagonal[i] = compactValues + (diagPos[i] - 1u);
   }
-  BuildFirstColumns(n, diagPos, first);
+  bool regular = BuildFirstColumns(n, diagPos, first);
 
   if (rightHandSideCount >= 2 &&
       SolveSideBySide(n, rowDiagonal, first, rightHandSides, rightHandSideCount)) {
@@ -176,10 +176,12 @@ std::int32_t COMPACT_SOLVE_2(std::int32_t n, const std::uint32_t* diagPos,
     std::free(first);
     return 0;
   }
-  // Each right-hand side is solved on its own, in storage order.
+  // Each right-hand side is solved on its own, in storage order. The vectorised paths take the
+  // rows in groups, which needs every row's diagonal slot (0 ≤ f(i) ≤ i).
+  KernelPath path = regular ? FastestKernelPath() : KernelPath::plain;
   for (std::int32_t r = 0; r < rightHandSideCount; ++r) {
     double* x = rightHandSides + static_cast<std::size_t>(r) * count;
-    SolveInterleaved(n, rowDiagonal, first, x, 1, 0, KernelPath::plain);
+    SolveInterleaved(n, rowDiagonal, first, x, 1, 0, path);
   }
 
   std::free(rowDiagonal);

@@ -97,12 +97,22 @@ template <typename Lanes, std::int32_t vectors>
   Backward<Lanes, vectors>(n, rowDiagonal, first, x);
 }
 
-// width right-hand sides in vectors of Lanes (width a multiple of its lane count: 1 to 4, 6 or 8
-// vectors); the vector count is a constant in each branch, so that the sums stay in registers.
+template <typename Lanes>
+[[gnu::always_inline]] inline void SolveOne(std::int32_t n, const double* const* rowDiagonal,
+                                            const std::int32_t* first, double* x);
+
+// width right-hand sides in vectors of Lanes: one alone (SolveOne; the leading zeros need not
+// be skipped, the plain order gives the same bits), or a multiple of the lane count, 1 to 4, 6
+// or 8 vectors; the vector count is a constant in each branch, so that the sums stay in
+// registers.
 template <typename Lanes>
 [[gnu::always_inline]] inline void SolveWidth(std::int32_t n, const double* const* rowDiagonal,
                                               const std::int32_t* first, double* x,
                                               std::int32_t width, std::int32_t skipBelow) {
+  if (width == 1) {
+    SolveOne<Lanes>(n, rowDiagonal, first, x);
+    return;
+  }
   switch (width / LaneCount<Lanes>()) {
     case 1:
       SolveVectors<Lanes, 1>(n, rowDiagonal, first, x, skipBelow);
@@ -123,6 +133,82 @@ template <typename Lanes>
       SolveVectors<Lanes, 8>(n, rowDiagonal, first, x, skipBelow);
       break;
   }
+}
+
+// One right-hand side x (n contiguous doubles). Forward: every row's sum is a chain of
+// dependent subtractions, so one row at a time waits on each one; a group of rowsTogether rows
+// runs its chains side by side instead, each still in ascending k: first each row alone up to
+// where all have started (its lead), then all together up to the group's first row (the joint
+// part), then the triangle inside the group, each row taking the rows finished just before.
+template <std::int32_t rowsTogether>
+[[gnu::always_inline]] inline void ForwardOne(std::int32_t n, const double* const* rowDiagonal,
+                                              const std::int32_t* first, double* x) {
+  for (std::int32_t i0 = 1; i0 < n; i0 += rowsTogether) {
+    const std::int32_t count = std::min(rowsTogether, n - i0);
+    if (count < rowsTogether) {
+      for (std::int32_t i = i0; i < n; ++i) {
+        const double* rowOfL = rowDiagonal[i] - i;
+        double sum = x[i];
+        for (std::int32_t k = first[i]; k < i; ++k)
+          sum = sum - rowOfL[k] * x[k];
+        x[i] = sum;
+      }
+      return;
+    }
+    const double* rowOfL[rowsTogether];
+    double sum[rowsTogether];
+    std::int32_t joint = 0;  // where every row of the group has started, at most i0
+    for (std::int32_t r = 0; r < rowsTogether; ++r) {
+      rowOfL[r] = rowDiagonal[i0 + r] - (i0 + r);
+      sum[r] = x[i0 + r];
+      joint = std::max(joint, first[i0 + r]);
+    }
+    joint = std::min(joint, i0);
+    for (std::int32_t r = 0; r < rowsTogether; ++r) {
+      for (std::int32_t k = first[i0 + r]; k < joint; ++k)
+        sum[r] = sum[r] - rowOfL[r][k] * x[k];
+    }
+    for (std::int32_t k = joint; k < i0; ++k) {
+      const double xk = x[k];
+#pragma GCC unroll 8
+      for (std::int32_t r = 0; r < rowsTogether; ++r)
+        sum[r] = sum[r] - rowOfL[r][k] * xk;
+    }
+#pragma GCC unroll 8
+    for (std::int32_t r = 0; r < rowsTogether; ++r) {
+      for (std::int32_t k = std::max(first[i0 + r], i0); k < i0 + r; ++k) {
+        sum[r] = sum[r] - rowOfL[r][k] * x[k];
+      }
+      x[i0 + r] = sum[r];
+    }
+  }
+}
+
+// Backward for one right-hand side: the updates x(k) −= l(i, k)·x(i) of one row touch
+// different x(k), so they run in vectors, the last few alone.
+template <typename Lanes>
+[[gnu::always_inline]] inline void BackwardOne(std::int32_t n, const double* const* rowDiagonal,
+                                               const std::int32_t* first, double* x) {
+  constexpr std::int32_t laneWidth = LaneCount<Lanes>();
+  for (std::int32_t i = n - 1; i >= 1; --i) {
+    const double* rowOfL = rowDiagonal[i] - i;
+    const double xi = x[i];
+    std::int32_t k = first[i];
+    for (; k + laneWidth <= i; k += laneWidth) {
+      StoreLanes(x + k, MinusProduct(LoadLanes<Lanes>(x + k), xi, LoadLanes<Lanes>(rowOfL + k)));
+    }
+    for (; k < i; ++k)
+      x[k] = x[k] - rowOfL[k] * xi;
+  }
+}
+
+template <typename Lanes>
+[[gnu::always_inline]] inline void SolveOne(std::int32_t n, const double* const* rowDiagonal,
+                                            const std::int32_t* first, double* x) {
+  ForwardOne<8>(n, rowDiagonal, first, x);
+  for (std::int32_t i = 0; i < n; ++i)
+    x[i] = x[i] / rowDiagonal[i][0];
+  BackwardOne<Lanes>(n, rowDiagonal, first, x);
 }
 
 }  // namespace compact_ldlt_interleaved

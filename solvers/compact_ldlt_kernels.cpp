@@ -57,12 +57,13 @@ void SolvePortable(std::int32_t n, const double* const* rowDiagonal, const std::
 }
 
 // Widths of 4 and 12 right-hand sides go in vectors of four (256-bit registers of AVX-512VL).
+// One right-hand side alone updates whole rows of x in vectors of eight.
 [[gnu::target("avx512f,avx512dq,avx512vl")]] void SolveAvx512(std::int32_t n,
                                                               const double* const* rowDiagonal,
                                                               const std::int32_t* first, double* x,
                                                               std::int32_t width,
                                                               std::int32_t skipBelow) {
-  if (width % compact_ldlt_lanes::LaneCount<Lanes8>() == 0) {
+  if (width == 1 || width % compact_ldlt_lanes::LaneCount<Lanes8>() == 0) {
     SolveWidth<Lanes8>(n, rowDiagonal, first, x, width, skipBelow);
   } else {
     SolveWidth<Lanes4>(n, rowDiagonal, first, x, width, skipBelow);

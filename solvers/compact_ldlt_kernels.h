@@ -72,8 +72,9 @@ void FactorizeRowBlocks(std::int32_t n,              // order
 
 // Forward substitution, D⁻¹ and backward substitution for width interleaved right-hand sides
 // x (n·width doubles, replaced by the solutions); each column t of x goes through exactly the
-// operations of the plain one-at-a-time solve. The plain path takes any width ≥ 1 (width 1 is
-// one right-hand side stored contiguously); the vectorised paths 4, 8, 12 or 16.
+// operations of the plain one-at-a-time solve. The plain path takes any width ≥ 1; the
+// vectorised paths 1, 4, 8, 12 or 16 (width 1 is one right-hand side stored contiguously, whose
+// forward pass runs several rows' sums side by side).
 //
 // skipBelow = 0 is the plain solve. With skipBelow = c > 0 every right-hand side must hold
 // +0.0 in rows 0 to c − 1 and no −0.0 in any row, and every strictly lower factor must be

@@ -272,7 +272,7 @@ void ExpectPathMatchesPlainLoops(KernelPath path) {
 
     for (std::size_t i = 0; i < n; ++i)
       rows[i] = p.values.data() + p.diagPos[i] - 1;
-    for (std::int32_t width : {4, 8, 12, 16}) {
+    for (std::int32_t width : {1, 4, 8, 12, 16}) {
       std::vector<double> x(n * width);
       for (double& v : x)
         v = rng() % 4 == 0 ? salt[rng() % 4] : rng() % 200 - 99.5;
