@@ -102,17 +102,21 @@ compiler="$(sed -n 's/^CMAKE_CXX_COMPILER:[A-Z]*=//p' "$BUILD_DIR/CMakeCache.txt
   cat <<'TEXT'
 ### Reading the table
 
-- Our solver is a profile (skyline) LDLᵀ on one core, in the order zr-adjust gives the unknowns.
-  Its cost grows with the profile, so the order decides everything: compare the two profile
-  rows. Input order would store the whole band of a shuffled network; reverse Cuthill-McKee
-  over the point graph shrinks it by one to two orders of magnitude, and the factorisation's
-  work by more.
+- Our solver is a profile (skyline) LDLᵀ on one core, in reverse Cuthill-McKee order of the
+  point graph (the macro benchmark builds its model as a host does and orders it itself, much
+  as zr-adjust does by default). Its cost grows with the profile, so the order decides
+  everything: compare the two profile rows.
+- The factorisation runs at the processor's vector width, chosen at run time (512-bit where
+  the processor has AVX-512F/DQ/VL, else 256-bit, else a portable path), without fused
+  multiply-adds; every path gives the plain loop's bits (see the next section).
 - The peers reorder for fill themselves (AMD, nested dissection) and the supernodal ones use
-  dense kernels and both cores. A profile solver cannot keep up with a supernodal one as
-  networks grow: the ratio column shows by how much it falls behind (a ratio below 1 means
-  the peer is faster), and where it is still ahead.
+  dense kernels. Each runs twice, with the threads named in its row (CHOLMOD's BLAS is
+  OpenBLAS, PARDISO's team is OpenMP) and on one thread; Eigen's LDLᵀ has one thread only.
+  A ratio below 1 means the peer is faster than our SolveCompact on the same N and b.
 - The solutions of all solvers agree to the tolerance named above the table; ours is, in
   addition, the same bit for bit on every run and machine of this kind.
+- The machine is shared: the load averages above say how busy it was. Timings of the peers
+  with two threads suffer most when the other core is taken.
 TEXT
   echo
   echo "## Plain versus blocked factorisation"
