@@ -15,8 +15,8 @@
 //
 // This file holds the entry points only: the scratch arrays, the row pointers and first columns,
 // the pivot test. Every pass behind them, plain or vectorised, is reached through the one
-// dispatch of compact_ldlt_kernels.h: the plain path for what the vectorised ones do not take
-// (a profile with a row of no slots, one right-hand side, scratch that could not be had).
+// dispatch of compact_ldlt_kernels.h, which nothing behind it calls back; the plain path serves
+// a profile with a row of no slots, which the vectorised ones do not take.
 
 namespace {
 
