@@ -1,7 +1,6 @@
 #include "solvers/compact_form.h"
 
 #include <cstddef>
-#include <stdexcept>
 
 #include "solvers/large_blocks.h"
 
@@ -82,12 +81,6 @@ bool BuildCompactForm(const SparseMatrix& N, CompactForm& form) {
     }
   }
   return true;
-}
-
-void RequireCompactSlots(std::uint64_t slotCount) {
-  if (slotCount > maxCompactSlots) {
-    throw std::length_error("vector<T> too long");
-  }
 }
 
 void ReleaseCompactForm(CompactForm& form) {

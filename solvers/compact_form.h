@@ -10,8 +10,8 @@
 // also not when it fails (callers return at once and leave them, as they always have).
 
 #include <cstdint>
-#include <limits>
 
+#include "solvers/compact_profile.h"
 #include "sparse/sparse_matrix.h"
 
 struct CompactForm {
@@ -30,18 +30,8 @@ struct CompactForm {
 // the last position stays unset. The factorisation then reads that unset element; this is how
 // the system behaves and it is kept.
 // Allocation failure raises std::bad_alloc; a profile past maxCompactSlots raises
-// std::length_error before anything is written (see RequireCompactSlots).
+// std::length_error before anything is written (see solvers/compact_profile.h).
 bool BuildCompactForm(const SparseMatrix& N, CompactForm& form);
 
 // Gives both arrays back and nulls them.
 void ReleaseCompactForm(CompactForm& form);
-
-// The most slots a compact form can hold: its positions are one-based unsigned 32-bit numbers.
-// A host can compare the profile of its order, Σ (i − c₀(i) + 1) over the rows of N, with this
-// before it iterates.
-inline constexpr std::uint64_t maxCompactSlots = std::numeric_limits<std::uint32_t>::max();
-
-// Throws std::length_error("vector<T> too long") when slotCount exceeds maxCompactSlots, as a
-// container grown past its maximum does: such a profile fails at once instead of wrapping its
-// positions.
-void RequireCompactSlots(std::uint64_t slotCount);

@@ -321,6 +321,10 @@ TEST(CompactForm, ProfilePastThirtyTwoBitPositionsThrows) {
   EXPECT_EQ(form.diagonalPositions, nullptr);
   EXPECT_EQ(form.values, nullptr);
 
+  // The host's count of the same profile, and the limit on either side.
+  std::vector<std::uint32_t> arrowFirst(n, 0);
+  EXPECT_EQ(CompactSlotCount(arrowFirst), std::uint64_t{n} * (n + 1) / 2);
+  EXPECT_EQ(CompactSlotCount({0, 1, 1, 0}), 1u + 1u + 2u + 4u);
   EXPECT_NO_THROW(RequireCompactSlots(maxCompactSlots));
   EXPECT_THROW(RequireCompactSlots(maxCompactSlots + 1), std::length_error);
 }
