@@ -69,4 +69,57 @@ TEST(BenchModel, NormalEquationsMatchTheHostFreeSystem) {
   EXPECT_TRUE(near(Sorted(rightHandSide), Sorted(gridRightHandSide)));
 }
 
+// A path 0-1-2-3-4 and, apart from it, a triangle 5-6-7: every edge joins neighbours in the
+// order (bandwidth 1 on the path, at most 2 in the triangle) and each component stays together.
+TEST(BenchModel, ReverseCuthillMcKeeKeepsNeighboursTogether) {
+  GeneratedNetwork network;
+  network.points.resize(8);
+  const std::uint32_t edges[][2] = {{3, 4}, {0, 1}, {2, 3}, {1, 2}, {5, 6}, {6, 7}, {7, 5}};
+  for (const auto& edge : edges)
+    network.observations.push_back(
+        {GeneratedObservation::Kind::Distance, edge[0], edge[1], {1.0, 0.0, 0.0}, 0.01});
+  const std::vector<std::uint32_t> order = ReverseCuthillMcKeePoints(network);
+  ASSERT_EQ(order.size(), 8u);
+  std::vector<int> rank(8, -1);
+  for (int r = 0; r < 8; ++r)
+    rank[order[r]] = r;
+  for (const auto& edge : edges) {
+    const int distance = std::abs(rank[edge[0]] - rank[edge[1]]);
+    EXPECT_LE(distance, edge[0] < 5 ? 1 : 2) << edge[0] << "-" << edge[1];
+  }
+  EXPECT_EQ(std::abs(rank[0] - rank[4]), 4);  // the path runs from one end to the other
+}
+
+// The observations' partials are the derivatives of what they compute: central differences of
+// GetComputed in every coordinate of both points, for a distance and a baseline component.
+TEST(BenchModel, PartialsMatchFiniteDifferences) {
+  ZR::VOValue from[3] = {{11, 100.0}, {12, 200.0}, {13, 10.0}};
+  ZR::VOValue to[3] = {{21, 130.0}, {22, 160.0}, {23, 12.5}};
+  ValueHandle fromHandles[3], toHandles[3];
+  for (int a = 0; a < 3; ++a) {
+    fromHandles[a] = {&from[a], from[a].GetId()};
+    toHandles[a] = {&to[a], to[a].GetId()};
+  }
+  for (int axis : {-1, 0, 2}) {
+    SCOPED_TRACE(axis);
+    BenchObservation observation(fromHandles, toHandles, axis, 50.0, 0.002);
+    std::map<ValueHandle, double> partials;
+    observation.GetPartials(partials);
+    EXPECT_EQ(partials.size(), axis < 0 ? 6u : 2u);
+    EXPECT_DOUBLE_EQ(observation.GetDifference(), 50.0 - observation.GetComputed());
+    EXPECT_DOUBLE_EQ(observation.GetTolerance(), 0.002 * 0.002);
+    for (ZR::VOValue* value : {&from[0], &from[1], &from[2], &to[0], &to[1], &to[2]}) {
+      const double h = 1e-4, kept = value->Value;
+      value->Value = kept + h;
+      const double above = observation.GetComputed();
+      value->Value = kept - h;
+      const double below = observation.GetComputed();
+      value->Value = kept;
+      const auto found = partials.find({value, value->GetId()});
+      const double partial = found == partials.end() ? 0.0 : found->second;
+      EXPECT_NEAR(partial, (above - below) / (2 * h), 1e-8) << value->GetId();
+    }
+  }
+}
+
 }  // namespace
