@@ -61,6 +61,7 @@ struct MacroOptions {
 struct PeerRow {
   std::string name;
   double seconds = 0.0;
+  double cpuSeconds = 0.0;
   double difference = 0.0;
   std::string error;
 };
@@ -82,7 +83,9 @@ struct SizeResult {
   std::uint64_t profileRcm = 0;
   std::uint64_t multiplyAdds = 0;
   double factorizeSeconds = 0.0;
+  double factorizeCpuSeconds = 0.0;
   double solveCompactSeconds = 0.0;
+  double solveCompactCpuSeconds = 0.0;
   bool compactOk = false;
   std::vector<PeerRow> peers;
 };
@@ -234,12 +237,15 @@ void CompareSolvers(const SparseMatrix& N, const DenseVector& b, bool peers, Siz
   if (factorisation.built) {
     result.multiplyAdds = CompactFactorizeMultiplyAdds(n, factorisation.diagPos.data());
     result.factorizeSeconds = factorisation.seconds;
+    result.factorizeCpuSeconds = factorisation.cpuSeconds;
   }
 
   DenseVector x = b;
   const Clock::time_point start = Clock::now();
+  const double cpuStart = compact_test_support::ThreadCpuSeconds();
   result.compactOk = compact_test_support::SolveCompactly(N, x);
   result.solveCompactSeconds = SecondsSince(start);
+  result.solveCompactCpuSeconds = compact_test_support::ThreadCpuSeconds() - cpuStart;
   if (!peers) {
     return;
   }
@@ -255,7 +261,7 @@ void CompareSolvers(const SparseMatrix& N, const DenseVector& b, bool peers, Siz
         continue;  // the same run again
       }
       PeerRow row{peer.name + ", " + std::to_string(shown) + (shown == 1 ? " thread" : " threads"),
-                  peer.seconds, 0.0, peer.error};
+                  peer.seconds, peer.cpuSeconds, 0.0, peer.error};
       if (row.error.empty()) {
         row.difference = RelativeDifference(peer.x.data(), x.data(), n);
       }
@@ -419,20 +425,25 @@ bool PrintSizeTable(const std::vector<SizeResult>& results) {
               [](const SizeResult& r) { return Count(r.multiplyAdds); });
   PrintMetric("COMPACT_FACTORIZE_2 time (ms)", results,
               [](const SizeResult& r) { return Format("%.1f", 1e3 * r.factorizeSeconds); });
-  PrintMetric("factorisation rate (10⁹ multiply-adds/s)", results, [](const SizeResult& r) {
-    return r.factorizeSeconds > 0.0 ? Format("%.2f", r.multiplyAdds / r.factorizeSeconds / 1e9)
-                                    : std::string("–");
-  });
-  PrintMetric(
-      "ours: SolveCompact, build + factorise + solve (ms)", results, [](const SizeResult& r) {
-        return Format("%.1f", 1e3 * r.solveCompactSeconds) + (r.compactOk ? "" : " (failed)");
-      });
+  PrintMetric("factorisation rate (10⁹ multiply-adds/s): wall, CPU", results,
+              [](const SizeResult& r) {
+                if (r.factorizeSeconds <= 0.0 || r.factorizeCpuSeconds <= 0.0)
+                  return std::string("–");
+                return Format("%.2f", r.multiplyAdds / r.factorizeSeconds / 1e9) + ", " +
+                       Format("%.2f", r.multiplyAdds / r.factorizeCpuSeconds / 1e9);
+              });
+  PrintMetric("ours: SolveCompact, build + factorise + solve (ms, CPU ms)", results,
+              [](const SizeResult& r) {
+                return Format("%.1f", 1e3 * r.solveCompactSeconds) + " (CPU " +
+                       Format("%.1f", 1e3 * r.solveCompactCpuSeconds) + ")" +
+                       (r.compactOk ? "" : " (failed)");
+              });
 
   bool agreed = true;
   const std::size_t peerCount = results.empty() ? 0 : results.front().peers.size();
   for (std::size_t peer = 0; peer < peerCount; ++peer) {
-    PrintMetric(results.front().peers[peer].name + ": ms, time/ours, ‖Δx‖/‖x‖", results,
-                [peer, &agreed](const SizeResult& r) {
+    PrintMetric(results.front().peers[peer].name + ": ms (CPU ms), time/ours (CPU/ours), ‖Δx‖/‖x‖",
+                results, [peer, &agreed](const SizeResult& r) {
                   const PeerRow& row = r.peers[peer];
                   if (!row.error.empty()) {
                     agreed = false;
@@ -440,10 +451,17 @@ bool PrintSizeTable(const std::vector<SizeResult>& results) {
                   }
                   const bool agrees = row.difference <= kAgreementTolerance;
                   agreed = agreed && agrees;
+                  const auto ratio = [](double peer, double ours) {
+                    return ours > 0.0 ? peer / ours : 0.0;
+                  };
+                  // Processor time says what a run cost only when it ran on one thread.
+                  const bool oneThread = row.name.find(", 1 thread") != std::string::npos;
                   return Format("%.1f", 1e3 * row.seconds) +
-                         Format(", %.2f×", r.solveCompactSeconds > 0.0
-                                               ? row.seconds / r.solveCompactSeconds
-                                               : 0.0) +
+                         (oneThread ? Format(" (%.1f)", 1e3 * row.cpuSeconds) : " (–)") +
+                         Format(", %.2f×", ratio(row.seconds, r.solveCompactSeconds)) +
+                         (oneThread
+                              ? Format(" (%.2f×)", ratio(row.cpuSeconds, r.solveCompactCpuSeconds))
+                              : " (–)") +
                          Format(", %.1e", row.difference) + (agrees ? "" : " DISAGREES");
                 });
   }

@@ -15,6 +15,9 @@ struct PeerResult {
   // Wall time of ordering, factorisation and one solve; the conversion of N into the peer's
   // input format is not counted.
   double seconds = 0.0;
+  // Processor time of the calling thread for the same: all of the work when the peer runs on
+  // one thread, only a part of it otherwise.
+  double cpuSeconds = 0.0;
   std::vector<double> x;
   // Empty when the peer succeeded; otherwise what went wrong.
   std::string error;

@@ -115,8 +115,10 @@ compiler="$(sed -n 's/^CMAKE_CXX_COMPILER:[A-Z]*=//p' "$BUILD_DIR/CMakeCache.txt
   A ratio below 1 means the peer is faster than our SolveCompact on the same N and b.
 - The solutions of all solvers agree to the tolerance named above the table; ours is, in
   addition, the same bit for bit on every run and machine of this kind.
-- The machine is shared: the load averages above say how busy it was. Timings of the peers
-  with two threads suffer most when the other core is taken.
+- The machine is shared: the load averages above say how busy it was. The wall times count the
+  waiting for a core; the processor times in brackets (of the measuring thread, so given for
+  one-thread runs only) count the work alone and are the fairer comparison on a busy machine.
+  Runs with two threads suffer most when the other core is taken.
 TEXT
   echo
   echo "## Plain versus blocked factorisation"
