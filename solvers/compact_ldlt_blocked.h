@@ -58,7 +58,18 @@ struct RowBlock {
   Lanes rowLanes[Shape::rowVectors];    // the lanes' row numbers
   Lanes pivot[Shape::rowVectors];       // running sums of d(i)
   std::int32_t nextPivot;               // first row whose pivot is not finished
+  std::int32_t maxFirst;                // largest f of the block's rows
+  bool full;                            // every lane holds a row
 };
+
+// Every lane has an element of L in each of the columns from j to j + count − 1: the block is
+// full, the columns lie left of it and right of every lane's first column. The common case,
+// which needs no test per lane.
+template <typename Shape>
+[[gnu::always_inline]] inline bool AllLanesTake(const RowBlock<Shape>& block, std::int32_t j,
+                                                std::int32_t count) {
+  return block.full && j >= block.maxFirst && j + count <= block.top;
+}
 
 // The sums of one group of columns j0 … j0 + count − 1 for every lane of a block.
 template <typename Shape>
@@ -124,6 +135,43 @@ template <typename Shape>
   }
 }
 
+// Phase 1 where every lane takes every column of the group: each sum starts at a(i, j) and at
+// k = max(f(i), f(j)), so the lanes of column j start between max(smallest f, f(j)) and
+// max(largest f, f(j)), both capped at j0 as below.
+template <typename Shape>
+[[gnu::always_inline]] inline void StartFullColumnGroup(ColumnGroup<Shape>& group,
+                                                        const RowBlock<Shape>& block,
+                                                        double* const* rowDiagonal,
+                                                        const std::int32_t* first) {
+  using Lanes = typename Shape::Lanes;
+  std::int32_t j0 = group.j0;
+  group.jointBegin = std::numeric_limits<std::int32_t>::min();
+#pragma GCC unroll 8
+  for (std::int32_t c = 0; c < Shape::columns; ++c) {
+    std::int32_t j = j0 + c;
+    std::int32_t firstOfColumn = first[j];
+    double laneSum[Shape::rows];
+    double laneStart[Shape::rows];
+    std::int32_t lowest = noColumn;
+    for (std::int32_t r = 0; r < Shape::rows; ++r) {
+      std::int32_t i = block.top + r;
+      std::int32_t k = std::max(block.laneFirst[r], firstOfColumn);
+      laneSum[r] = rowDiagonal[i][j - i];
+      laneStart[r] = static_cast<double>(k);
+      lowest = std::min(lowest, k);
+    }
+#pragma GCC unroll 4
+    for (std::int32_t v = 0; v < Shape::rowVectors; ++v) {
+      group.sum[c][v] = LoadLanes<Lanes>(laneSum + v * Shape::laneWidth);
+      group.start[c][v] = LoadLanes<Lanes>(laneStart + v * Shape::laneWidth);
+    }
+    group.rowOfL[c] = rowDiagonal[j] - j;
+    group.rampBegin[c] = std::min(lowest, j0);
+    group.rampEnd[c] = std::min(std::max(block.maxFirst, firstOfColumn), j0);
+    group.jointBegin = std::max(group.jointBegin, group.rampEnd[c]);
+  }
+}
+
 // Phase 1: each sum starts at a(i, j) and at k = max(f(i), f(j)); the lanes of a column start
 // between rampBegin and rampEnd (both capped at j0; the terms from j0 on come in the triangle).
 template <typename Shape>
@@ -133,6 +181,10 @@ template <typename Shape>
                                                     const std::int32_t* first) {
   using Lanes = typename Shape::Lanes;
   std::int32_t j0 = group.j0;
+  if (AllLanesTake(block, j0, Shape::columns) && group.count == Shape::columns) {
+    StartFullColumnGroup(group, block, rowDiagonal, first);
+    return;
+  }
   group.jointBegin = std::numeric_limits<std::int32_t>::min();
 #pragma GCC unroll 8
   for (std::int32_t c = 0; c < Shape::columns; ++c) {
@@ -226,6 +278,7 @@ template <typename Shape>
   FinishPivotsUpTo(block, j, rowDiagonal, extremes);
   double column = static_cast<double>(j);
   double dj = rowDiagonal[j][0];
+  bool allTake = AllLanesTake(block, j, 1);
 #pragma GCC unroll 4
   for (std::int32_t v = 0; v < Shape::rowVectors; ++v) {
     StoreLanes(g + static_cast<std::size_t>(j) * Shape::rows + v * Shape::laneWidth, sum[v]);
@@ -234,7 +287,7 @@ template <typename Shape>
     block.pivot[v] = takes ? MinusProduct(block.pivot[v], l, sum[v]) : block.pivot[v];
     for (std::int32_t lane = 0; lane < Shape::laneWidth; ++lane) {
       std::int32_t r = v * Shape::laneWidth + lane;
-      if (LaneTakesColumn(block, r, j)) {
+      if (allTake || LaneTakesColumn(block, r, j)) {
         std::int32_t i = block.top + r;
         rowDiagonal[i][j - i] = l[lane];
       }
@@ -287,6 +340,8 @@ template <typename Shape>
   block.top = top;
   block.end = end;
   block.nextPivot = top;
+  block.full = end - top == Shape::rows;
+  block.maxFirst = *std::max_element(first + top, first + end);
   double laneFirst[Shape::rows];
   double laneRow[Shape::rows];
   double lanePivot[Shape::rows];
