@@ -58,6 +58,7 @@ struct RowBlock {
   Lanes rowLanes[Shape::rowVectors];    // the lanes' row numbers
   Lanes pivot[Shape::rowVectors];       // running sums of d(i)
   std::int32_t nextPivot;               // first row whose pivot is not finished
+  std::int32_t minFirst;                // smallest f of the block's rows
   std::int32_t maxFirst;                // largest f of the block's rows
   bool full;                            // every lane holds a row
 };
@@ -151,20 +152,17 @@ template <typename Shape>
     std::int32_t j = j0 + c;
     std::int32_t firstOfColumn = first[j];
     double laneSum[Shape::rows];
-    double laneStart[Shape::rows];
-    std::int32_t lowest = noColumn;
     for (std::int32_t r = 0; r < Shape::rows; ++r) {
       std::int32_t i = block.top + r;
-      std::int32_t k = std::max(block.laneFirst[r], firstOfColumn);
       laneSum[r] = rowDiagonal[i][j - i];
-      laneStart[r] = static_cast<double>(k);
-      lowest = std::min(lowest, k);
     }
+    Lanes columnStart = Lanes{} + static_cast<double>(firstOfColumn);
 #pragma GCC unroll 4
     for (std::int32_t v = 0; v < Shape::rowVectors; ++v) {
       group.sum[c][v] = LoadLanes<Lanes>(laneSum + v * Shape::laneWidth);
-      group.start[c][v] = LoadLanes<Lanes>(laneStart + v * Shape::laneWidth);
+      group.start[c][v] = block.firstLanes[v] > columnStart ? block.firstLanes[v] : columnStart;
     }
+    std::int32_t lowest = std::max(block.minFirst, firstOfColumn);
     group.rowOfL[c] = rowDiagonal[j] - j;
     group.rampBegin[c] = std::min(lowest, j0);
     group.rampEnd[c] = std::min(std::max(block.maxFirst, firstOfColumn), j0);
@@ -341,6 +339,7 @@ template <typename Shape>
   block.end = end;
   block.nextPivot = top;
   block.full = end - top == Shape::rows;
+  block.minFirst = *std::min_element(first + top, first + end);
   block.maxFirst = *std::max_element(first + top, first + end);
   double laneFirst[Shape::rows];
   double laneRow[Shape::rows];
@@ -386,9 +385,8 @@ template <typename Shape>
     FetchRows(rowDiagonal, first, end, std::min(end + Shape::rows, n));
     RowBlock<Shape> block;
     StartRowBlock(block, top, end, rowDiagonal, first);
-    std::int32_t firstColumn = *std::min_element(first + top, first + end);
     // Columns f to end − 2: the last row's elements of L end there.
-    for (std::int32_t j0 = firstColumn; j0 < end - 1; j0 += Shape::columns) {
+    for (std::int32_t j0 = block.minFirst; j0 < end - 1; j0 += Shape::columns) {
       std::int32_t count = std::min(Shape::columns, end - 1 - j0);
       FactorizeColumnGroup(block, j0, count, rowDiagonal, first, g, extremes);
     }
