@@ -14,8 +14,6 @@
 // a peer's solution disagrees with ours or a run failed, 2 for bad options.
 
 #include <sys/resource.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <chrono>
@@ -30,6 +28,8 @@
 
 #include "bench/bench_model.h"
 #include "bench/bench_support.h"
+#include "bench/end_to_end.h"
+#include "bench/macro_report.h"
 #include "bench/network_generator.h"
 #include "bench/peer_solvers.h"
 #include "iteration/adjustment_model.h"
@@ -43,10 +43,6 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-// Two solutions of the same system agree when they differ by less than this, relative to ours
-// in the 2-norm; well above what rounding in different elimination orders gives on N.
-constexpr double kAgreementTolerance = 1e-8;
-
 struct MacroOptions {
   std::vector<std::uint32_t> sizes{1000, 5000, 20000};
   int steps = 2;
@@ -56,48 +52,6 @@ struct MacroOptions {
   std::uint32_t endToEndInversePoints = 1000;
   std::vector<std::uint32_t> endToEndPoints{10000};
   std::string workDirectory = "/tmp";
-};
-
-struct PeerRow {
-  std::string name;
-  double seconds = 0.0;
-  double cpuSeconds = 0.0;
-  double difference = 0.0;
-  std::string error;
-};
-
-struct SizeResult {
-  std::uint32_t points = 0;
-  std::uint64_t unknowns = 0;
-  std::uint64_t observations = 0;
-  int steps = 0;
-  double timeSetup = 0.0;  // milliseconds per step, from the model's timers
-  double timeEvaluation = 0.0;
-  double timeSolve = 0.0;
-  double timeTotal = 0.0;
-  double wallPerStep = 0.0;  // seconds
-  double sigma0 = 0.0;
-  long peakResidentKiB = 0;
-  std::uint64_t entries = 0;
-  std::uint64_t profileInput = 0;
-  std::uint64_t profileRcm = 0;
-  std::uint64_t multiplyAdds = 0;
-  double factorizeSeconds = 0.0;
-  double factorizeCpuSeconds = 0.0;
-  double solveCompactSeconds = 0.0;
-  double solveCompactCpuSeconds = 0.0;
-  bool compactOk = false;
-  std::vector<PeerRow> peers;
-};
-
-struct EndToEndResult {
-  std::uint32_t points = 0;
-  std::uint32_t unknowns = 0;
-  bool inverse = false;
-  int exitStatus = -1;
-  double wallSeconds = 0.0;
-  double cpuSeconds = 0.0;
-  long peakResidentKiB = 0;
 };
 
 [[noreturn]] void Usage(const std::string& problem) {
@@ -315,172 +269,11 @@ SizeResult MeasureSize(std::uint32_t points, const MacroOptions& options) {
   return result;
 }
 
-// Runs zr-adjust on a generated file in a child process and takes its time and peak memory
-// from wait4.
+// zr-adjust end to end on the generated network of points.
 EndToEndResult RunEndToEnd(std::uint32_t points, bool inverse, const MacroOptions& options) {
-  EndToEndResult result;
-  result.points = points;
-  result.inverse = inverse;
-  const GeneratedNetwork generated = GenerateNetwork(GeneratorOptions(points, options.seed));
-  result.unknowns = UnknownCount(generated);
-  const std::string path = options.workDirectory + "/zr-macro-bench-" + std::to_string(getpid()) +
-                           "-" + std::to_string(points) + ".net";
-  {
-    std::ofstream file(path, std::ios::binary);
-    WriteNetworkFile(generated, file);
-    if (!file) {
-      std::cerr << "zr-macro-bench: cannot write " << path << "\n";
-      return result;
-    }
-  }
   std::cerr << "zr-macro-bench: zr-adjust on " << points << " points\n";
-  const std::string inverseChoice = inverse ? "always" : "never";
-  const char* arguments[] = {options.zrAdjust.c_str(), "--inverse", inverseChoice.c_str(),
-                             path.c_str(), nullptr};
-  const Clock::time_point start = Clock::now();
-  const pid_t child = fork();
-  if (child == 0) {
-    std::freopen("/dev/null", "w", stdout);
-    std::freopen("/dev/null", "w", stderr);
-    execv(arguments[0], const_cast<char* const*>(arguments));
-    _exit(127);
-  }
-  int status = 0;
-  rusage usage{};
-  if (child > 0 && wait4(child, &status, 0, &usage) == child) {
-    result.wallSeconds = SecondsSince(start);
-    result.exitStatus = WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status);
-    result.cpuSeconds = static_cast<double>(usage.ru_utime.tv_sec + usage.ru_stime.tv_sec) +
-                        1e-6 * static_cast<double>(usage.ru_utime.tv_usec + usage.ru_stime.tv_usec);
-    result.peakResidentKiB = usage.ru_maxrss;
-  }
-  std::remove(path.c_str());
-  return result;
-}
-
-std::string Format(const char* format, double value) {
-  char text[64];
-  std::snprintf(text, sizeof text, format, value);
-  return text;
-}
-
-std::string Count(std::uint64_t value) {
-  std::string digits = std::to_string(value);
-  for (int position = static_cast<int>(digits.size()) - 3; position > 0; position -= 3) {
-    digits.insert(static_cast<std::size_t>(position), ",");
-  }
-  return digits;
-}
-
-void PrintRow(const std::string& label, const std::vector<std::string>& cells) {
-  std::cout << "| " << label << " |";
-  for (const std::string& cell : cells) {
-    std::cout << " " << cell << " |";
-  }
-  std::cout << "\n";
-}
-
-template <typename Cell>
-void PrintMetric(const std::string& label, const std::vector<SizeResult>& results, Cell cell) {
-  std::vector<std::string> cells;
-  for (const SizeResult& result : results) {
-    cells.push_back(cell(result));
-  }
-  PrintRow(label, cells);
-}
-
-// Returns false when a peer disagreed or failed.
-bool PrintSizeTable(const std::vector<SizeResult>& results) {
-  std::vector<std::string> header;
-  std::vector<std::string> rule;
-  for (const SizeResult& result : results) {
-    header.push_back(Count(result.points) + " points");
-    rule.push_back("---:");
-  }
-  PrintRow("", header);
-  PrintRow("---", rule);
-  PrintMetric("unknowns", results, [](const SizeResult& r) { return Count(r.unknowns); });
-  PrintMetric("observations", results, [](const SizeResult& r) { return Count(r.observations); });
-  PrintMetric("steps timed", results, [](const SizeResult& r) { return std::to_string(r.steps); });
-  PrintMetric("timeSetup per step (ms)", results,
-              [](const SizeResult& r) { return Format("%.0f", r.timeSetup); });
-  PrintMetric("timeEvaluation per step (ms)", results,
-              [](const SizeResult& r) { return Format("%.0f", r.timeEvaluation); });
-  PrintMetric("timeSolve per step (ms)", results,
-              [](const SizeResult& r) { return Format("%.0f", r.timeSolve); });
-  PrintMetric("timeTotal per step (ms)", results,
-              [](const SizeResult& r) { return Format("%.0f", r.timeTotal); });
-  PrintMetric("wall time per step (ms)", results,
-              [](const SizeResult& r) { return Format("%.1f", 1e3 * r.wallPerStep); });
-  PrintMetric("sigma0 after the last step", results,
-              [](const SizeResult& r) { return Format("%.4f", r.sigma0); });
-  PrintMetric("peak resident memory during the steps (MiB)", results,
-              [](const SizeResult& r) { return Format("%.1f", r.peakResidentKiB / 1024.0); });
-  PrintMetric("stored entries of N", results, [](const SizeResult& r) { return Count(r.entries); });
-  PrintMetric("compact profile of N, input order (slots)", results,
-              [](const SizeResult& r) { return Count(r.profileInput); });
-  PrintMetric("compact profile of N, RCM order (slots)", results,
-              [](const SizeResult& r) { return Count(r.profileRcm); });
-  PrintMetric("COMPACT_FACTORIZE_2 multiply-adds", results,
-              [](const SizeResult& r) { return Count(r.multiplyAdds); });
-  PrintMetric("COMPACT_FACTORIZE_2 time (ms)", results,
-              [](const SizeResult& r) { return Format("%.1f", 1e3 * r.factorizeSeconds); });
-  PrintMetric("factorisation rate (10⁹ multiply-adds/s): wall, CPU", results,
-              [](const SizeResult& r) {
-                if (r.factorizeSeconds <= 0.0 || r.factorizeCpuSeconds <= 0.0)
-                  return std::string("–");
-                return Format("%.2f", r.multiplyAdds / r.factorizeSeconds / 1e9) + ", " +
-                       Format("%.2f", r.multiplyAdds / r.factorizeCpuSeconds / 1e9);
-              });
-  PrintMetric("ours: SolveCompact, build + factorise + solve (ms, CPU ms)", results,
-              [](const SizeResult& r) {
-                return Format("%.1f", 1e3 * r.solveCompactSeconds) + " (CPU " +
-                       Format("%.1f", 1e3 * r.solveCompactCpuSeconds) + ")" +
-                       (r.compactOk ? "" : " (failed)");
-              });
-
-  bool agreed = true;
-  const std::size_t peerCount = results.empty() ? 0 : results.front().peers.size();
-  for (std::size_t peer = 0; peer < peerCount; ++peer) {
-    PrintMetric(results.front().peers[peer].name + ": ms (CPU ms), time/ours (CPU/ours), ‖Δx‖/‖x‖",
-                results, [peer, &agreed](const SizeResult& r) {
-                  const PeerRow& row = r.peers[peer];
-                  if (!row.error.empty()) {
-                    agreed = false;
-                    return row.error;
-                  }
-                  const bool agrees = row.difference <= kAgreementTolerance;
-                  agreed = agreed && agrees;
-                  const auto ratio = [](double peer, double ours) {
-                    return ours > 0.0 ? peer / ours : 0.0;
-                  };
-                  // Processor time says what a run cost only when it ran on one thread.
-                  const bool oneThread = row.name.find(", 1 thread") != std::string::npos;
-                  return Format("%.1f", 1e3 * row.seconds) +
-                         (oneThread ? Format(" (%.1f)", 1e3 * row.cpuSeconds) : " (–)") +
-                         Format(", %.2f×", ratio(row.seconds, r.solveCompactSeconds)) +
-                         (oneThread
-                              ? Format(" (%.2f×)", ratio(row.cpuSeconds, r.solveCompactCpuSeconds))
-                              : " (–)") +
-                         Format(", %.1e", row.difference) + (agrees ? "" : " DISAGREES");
-                });
-  }
-  return agreed;
-}
-
-bool PrintEndToEndTable(const std::vector<EndToEndResult>& results) {
-  bool succeeded = true;
-  std::cout << "\n| zr-adjust end to end | unknowns | inverse | exit status | wall (s) | "
-               "CPU (s) | peak resident memory (MiB) |\n"
-            << "| --- | ---: | --- | ---: | ---: | ---: | ---: |\n";
-  for (const EndToEndResult& result : results) {
-    succeeded = succeeded && result.exitStatus == 0;
-    std::cout << "| " << Count(result.points) << " points | " << Count(result.unknowns) << " | "
-              << (result.inverse ? "yes" : "no") << " | " << result.exitStatus << " | "
-              << Format("%.2f", result.wallSeconds) << " | " << Format("%.2f", result.cpuSeconds)
-              << " | " << Format("%.1f", result.peakResidentKiB / 1024.0) << " |\n";
-  }
-  return succeeded;
+  const GeneratedNetwork generated = GenerateNetwork(GeneratorOptions(points, options.seed));
+  return RunZrAdjust(options.zrAdjust, generated, inverse, options.workDirectory);
 }
 
 }  // namespace
