@@ -64,7 +64,7 @@ struct RowBlock {
 };
 
 // Every lane has an element of L in each of the columns from j to j + count − 1: the block is
-// full, the columns lie left of it and right of every lane's first column. The common case,
+// full, the columns lie left of it and at or right of every lane's first column. The common case,
 // which needs no test per lane.
 template <typename Shape>
 [[gnu::always_inline]] inline bool AllLanesTake(const RowBlock<Shape>& block, std::int32_t j,
