@@ -84,6 +84,10 @@ struct ColumnGroup {
   std::int32_t rampBegin[Shape::columns];          // first k where some lane has started
   std::int32_t rampEnd[Shape::columns];            // first k where every lane has started
   std::int32_t jointBegin;                         // from here to j0 all columns take terms
+  // A ramp that every column shares, with the lanes' own first columns as their starts:
+  // sharedRampBegin ≤ k < sharedRampEnd, before each column's own ramp (empty by default).
+  std::int32_t sharedRampBegin;
+  std::int32_t sharedRampEnd;
 };
 
 // Row top + r has an element of L in column j: f(i) ≤ j < i.
@@ -147,6 +151,7 @@ template <typename Shape>
   using Lanes = typename Shape::Lanes;
   std::int32_t j0 = group.j0;
   group.jointBegin = std::numeric_limits<std::int32_t>::min();
+  std::int32_t latestColumnFirst = 0;
 #pragma GCC unroll 8
   for (std::int32_t c = 0; c < Shape::columns; ++c) {
     std::int32_t j = j0 + c;
@@ -167,6 +172,18 @@ template <typename Shape>
     group.rampBegin[c] = std::min(lowest, j0);
     group.rampEnd[c] = std::min(std::max(block.maxFirst, firstOfColumn), j0);
     group.jointBegin = std::max(group.jointBegin, group.rampEnd[c]);
+    latestColumnFirst = std::max(latestColumnFirst, firstOfColumn);
+  }
+  // When no column starts after the block's first row does, every lane's start is its row's
+  // own first column in every column: one ramp serves them all, sharing each loaded g(k) and
+  // each lane's mask.
+  if (latestColumnFirst <= block.minFirst) {
+    group.sharedRampBegin = std::min(block.minFirst, j0);
+    group.sharedRampEnd = std::min(block.maxFirst, j0);
+    for (std::int32_t c = 0; c < Shape::columns; ++c) {
+      group.rampBegin[c] = group.sharedRampEnd;
+      group.rampEnd[c] = group.sharedRampEnd;
+    }
   }
 }
 
@@ -228,7 +245,29 @@ template <typename Shape>
 // Phase 2, per column: g_i(j) −= l(j, k)·g_i(k) for the k where only some lanes have started
 // (masked), then for the k where all have, up to where every column runs.
 template <typename Shape>
-[[gnu::always_inline]] inline void AddLeadingTerms(ColumnGroup<Shape>& group, const double* g) {
+[[gnu::always_inline]] inline void AddLeadingTerms(ColumnGroup<Shape>& group,
+                                                   const RowBlock<Shape>& block, const double* g) {
+  using Lanes = typename Shape::Lanes;
+  for (std::int32_t k = group.sharedRampBegin; k < group.sharedRampEnd; ++k) {
+    const double* gk = GRow<Shape>(g, k);
+    double column = static_cast<double>(k);
+    Lanes gLanes[Shape::rowVectors];
+    decltype(block.firstLanes[0] <= column) started[Shape::rowVectors];
+#pragma GCC unroll 4
+    for (std::int32_t v = 0; v < Shape::rowVectors; ++v) {
+      gLanes[v] = LoadLanes<Lanes>(gk + v * Shape::laneWidth);
+      started[v] = block.firstLanes[v] <= column;
+    }
+#pragma GCC unroll 8
+    for (std::int32_t c = 0; c < Shape::columns; ++c) {
+      double factor = group.rowOfL[c][k];
+#pragma GCC unroll 4
+      for (std::int32_t v = 0; v < Shape::rowVectors; ++v) {
+        group.sum[c][v] =
+            started[v] ? MinusProduct(group.sum[c][v], factor, gLanes[v]) : group.sum[c][v];
+      }
+    }
+  }
 #pragma GCC unroll 8
   for (std::int32_t c = 0; c < Shape::columns; ++c) {
     for (std::int32_t k = group.rampBegin[c]; k < group.rampEnd[c]; ++k) {
@@ -323,8 +362,10 @@ template <typename Shape>
   ColumnGroup<Shape> group;
   group.j0 = j0;
   group.count = count;
+  group.sharedRampBegin = 0;
+  group.sharedRampEnd = 0;
   StartColumnGroup(group, block, rowDiagonal, first);
-  AddLeadingTerms(group, g);
+  AddLeadingTerms(group, block, g);
   AddJointTerms(group, g);
   FinishColumnGroup(group, block, rowDiagonal, g, extremes);
 }
