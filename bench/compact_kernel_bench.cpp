@@ -1,8 +1,10 @@
-// Rates of the compact LDLᵀ routines against the plain row loops they replace: the
-// factorisation on bands of order 30,000, several right-hand sides at once, and the inverse of
-// a network's N. Every fast result is checked bit for bit against the plain loops here.
+// Rates of the compact LDLᵀ routines against the plain row loops they replace, in processor time
+// of the measuring thread: the factorisation on bands of order 30,000, several right-hand sides
+// at once, and the inverse of a network's N. Every fast result is checked bit for bit against the
+// plain loops here.
 //
-// Usage: compact_kernel_bench [order] (default 30000). Prints one line per measurement.
+// Usage: compact_kernel_bench [order] (default 30000) [points] (several, default 20000 50000:
+// networks whose N is factorised on every path). Prints one line per measurement.
 
 #include <algorithm>
 #include <chrono>
@@ -15,16 +17,15 @@
 
 #include "bench/bench_support.h"
 #include "bench/network_generator.h"
-#include "solvers/compact_form.h"
-#include "solvers/compact_ldlt.h"
-#include "solvers/solve_dispatch.h"
+#include "solvers/compact_test_support.h"
 #include "sparse/sparse_matrix.h"
 #include "sparse/sparse_matrix_writers.h"
 
 namespace {
 
-double Seconds(std::chrono::steady_clock::time_point start) {
-  return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+// Processor time of this thread since start: what a measurement cost, also on a busy machine.
+double Seconds(double start) {
+  return compact_test_support::ThreadCpuSeconds() - start;
 }
 
 std::vector<std::int32_t> FirstColumns(const std::vector<std::uint32_t>& diagPos) {
@@ -93,7 +94,7 @@ void Factorisation(std::uint32_t n, std::uint32_t width) {
   const double multiplyAdds =
       static_cast<double>(CompactFactorizeMultiplyAdds(n, band.diagPos.data()));
   std::vector<double> plain = band.values;
-  auto start = std::chrono::steady_clock::now();
+  auto start = compact_test_support::ThreadCpuSeconds();
   PlainFactorize(band.diagPos, plain.data());
   double plainSeconds = Seconds(start);
 
@@ -102,7 +103,7 @@ void Factorisation(std::uint32_t n, std::uint32_t width) {
   for (int repeat = 0; repeat < 5; ++repeat) {
     fast = band.values;
     std::int32_t flag = 0;
-    start = std::chrono::steady_clock::now();
+    start = compact_test_support::ThreadCpuSeconds();
     COMPACT_FACTORIZE_2(static_cast<std::int32_t>(n), band.diagPos.data(), fast.data(), &flag);
     fastSeconds = std::min(fastSeconds, Seconds(start));
   }
@@ -124,13 +125,13 @@ void SeveralRightHandSides(std::uint32_t n, std::uint32_t width, std::int32_t co
     rhs[k] = static_cast<double>((k * 7919) % 1000) / 100.0 - 5.0;
   }
   std::vector<double> plain = rhs;
-  auto start = std::chrono::steady_clock::now();
+  auto start = compact_test_support::ThreadCpuSeconds();
   for (std::int32_t r = 0; r < count; ++r) {
     PlainSolve(band.diagPos, band.values.data(), plain.data() + static_cast<std::size_t>(r) * n);
   }
   double plainSeconds = Seconds(start);
   std::vector<double> fast = rhs;
-  start = std::chrono::steady_clock::now();
+  start = compact_test_support::ThreadCpuSeconds();
   COMPACT_SOLVE_2(static_cast<std::int32_t>(n), band.diagPos.data(), band.values.data(),
                   fast.data(), count);
   double fastSeconds = Seconds(start);
@@ -154,7 +155,7 @@ void Inverse(std::uint32_t points) {
   std::uint64_t slots = CompactProfileSlots(N);
 
   SparseMatrix Q;
-  auto start = std::chrono::steady_clock::now();
+  auto start = compact_test_support::ThreadCpuSeconds();
   bool ok = InvertCompact(N, Q);
   double fastSeconds = Seconds(start);
 
@@ -164,7 +165,7 @@ void Inverse(std::uint32_t points) {
   std::vector<std::uint32_t> diagPos(form.diagonalPositions, form.diagonalPositions + n);
   std::vector<double> values(form.values, form.values + diagPos.back());
   ReleaseCompactForm(form);
-  start = std::chrono::steady_clock::now();
+  start = compact_test_support::ThreadCpuSeconds();
   PlainFactorize(diagPos, values.data());
   SparseMatrix plainQ(n, n);
   std::vector<double> column(n);
@@ -196,6 +197,45 @@ void Inverse(std::uint32_t points) {
       same ? "identical bits" : "BITS DIFFER");
 }
 
+// N of a generated network in grid order (a band of about three grid rows, ragged like the
+// order zr-adjust gives), factorised on every path of this processor: the plain row loop
+// against the blocked passes at each vector width, best of three, bits compared with plain.
+void FactorisationPaths(std::uint32_t points) {
+  NetworkGeneratorOptions options;
+  options.pointCount = points;
+  const NetworkSystem system = BuildNetworkSystem(GenerateNetwork(options));
+  SparseMatrix N;
+  DenseVector b;
+  FormNetworkNormalEquations(system, N, b);
+  CompactForm form;
+  BuildCompactForm(N, form);
+  const std::uint32_t n = N.RowCount();
+  std::vector<std::uint32_t> diagPos(form.diagonalPositions, form.diagonalPositions + n);
+  const std::vector<double> input(form.values, form.values + diagPos.back());
+  ReleaseCompactForm(form);
+  const double multiplyAdds = static_cast<double>(CompactFactorizeMultiplyAdds(n, diagPos.data()));
+
+  std::vector<double> plain;
+  for (KernelPath path : compact_test_support::AvailablePaths()) {
+    double best = 1e300;
+    std::vector<double> values;
+    for (int repeat = 0; repeat < (path == KernelPath::plain ? 1 : 3); ++repeat) {
+      values = input;
+      auto start = compact_test_support::ThreadCpuSeconds();
+      compact_test_support::FactorizeOnPath(path, diagPos, values);
+      best = std::min(best, Seconds(start));
+    }
+    if (path == KernelPath::plain) {
+      plain = values;
+    }
+    std::printf(
+        "factorise %u-point network (n=%u, %zu slots, %.3g multiply-adds) on %-8s %.3f s = %.2f "
+        "G/s; %s\n",
+        points, n, input.size(), multiplyAdds, compact_test_support::PathName(path), best,
+        multiplyAdds / best * 1e-9, SameBits(plain, values) ? "identical bits" : "BITS DIFFER");
+  }
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -207,5 +247,15 @@ int main(int argc, char** argv) {
     SeveralRightHandSides(n, 200, count);
   }
   Inverse(1000);
+  std::vector<std::uint32_t> networks;
+  for (int a = 2; a < argc; ++a) {
+    networks.push_back(static_cast<std::uint32_t>(std::atoi(argv[a])));
+  }
+  if (networks.empty()) {
+    networks = {20000u, 50000u};
+  }
+  for (std::uint32_t points : networks) {
+    FactorisationPaths(points);
+  }
   return 0;
 }

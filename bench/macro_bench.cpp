@@ -1,16 +1,19 @@
 // zr-macro-bench: whole adjustment steps on generated networks, the compact solver against its
 // peers on the same normal equations, and zr-adjust end to end.
 //
-//   zr-macro-bench [--sizes 1000,5000,20000] [--steps 2] [--seed 1] [--no-peers]
+//   zr-macro-bench [--sizes 1000,5000,20000] [--large] [--steps 2] [--seed 1] [--no-peers]
 //                  [--zr-adjust PATH] [--end-to-end-inverse-points 1000]
-//                  [--end-to-end-points 10000] [--workdir DIR]
+//                  [--end-to-end-points 10000,...] [--workdir DIR]
+//
+// --large adds a network of 100,000 points (a few minutes with the peers). The model is built
+// as a host builds it, with the public framework types (bench/bench_model.h); the peers and our
+// compact solve then run on N and b formed by the benchmark from the same observation objects.
+// Each peer runs with the whole machine and again on one thread.
 //
 // Prints Markdown tables on standard output, progress on standard error. Exit status 0, 1 when
 // a peer's solution disagrees with ours or a run failed, 2 for bad options.
 
 #include <sys/resource.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <chrono>
@@ -23,17 +26,14 @@
 #include <string>
 #include <vector>
 
+#include "bench/bench_model.h"
 #include "bench/bench_support.h"
+#include "bench/end_to_end.h"
+#include "bench/macro_report.h"
 #include "bench/network_generator.h"
 #include "bench/peer_solvers.h"
-#include "iteration/normal_equations.h"
-#include "iteration/observation_assembly.h"
-#include "solvers/compact_form.h"
-#include "solvers/compact_ldlt.h"
-#include "solvers/solve_dispatch.h"
-#include "tools/zr-adjust/model/identifier_order.h"
-#include "tools/zr-adjust/model/model_builder.h"
-#include "tools/zr-adjust/network/network_reader.h"
+#include "iteration/adjustment_model.h"
+#include "solvers/compact_test_support.h"
 
 #ifndef ZR_ADJUST_EXECUTABLE
 #define ZR_ADJUST_EXECUTABLE ""
@@ -43,10 +43,6 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-// Two solutions of the same system agree when they differ by less than this, relative to ours
-// in the 2-norm; well above what rounding in different elimination orders gives on N.
-constexpr double kAgreementTolerance = 1e-8;
-
 struct MacroOptions {
   std::vector<std::uint32_t> sizes{1000, 5000, 20000};
   int steps = 2;
@@ -54,55 +50,16 @@ struct MacroOptions {
   bool peers = true;
   std::string zrAdjust = ZR_ADJUST_EXECUTABLE;
   std::uint32_t endToEndInversePoints = 1000;
-  std::uint32_t endToEndPoints = 10000;
+  std::vector<std::uint32_t> endToEndPoints{10000};
   std::string workDirectory = "/tmp";
-};
-
-struct PeerRow {
-  std::string name;
-  double seconds = 0.0;
-  double difference = 0.0;
-  std::string error;
-};
-
-struct SizeResult {
-  std::uint32_t points = 0;
-  std::uint64_t unknowns = 0;
-  std::uint64_t observations = 0;
-  int steps = 0;
-  double timeSetup = 0.0;  // milliseconds per step, from the model's timers
-  double timeEvaluation = 0.0;
-  double timeSolve = 0.0;
-  double timeTotal = 0.0;
-  double wallPerStep = 0.0;      // seconds
-  double assemblySeconds = 0.0;  // A, P, l, AᵀP, N and b, once, outside a step
-  double sigma0 = 0.0;
-  long peakResidentKiB = 0;
-  std::uint64_t entries = 0;
-  std::uint64_t profileInput = 0;
-  std::uint64_t profileRcm = 0;
-  std::uint64_t multiplyAdds = 0;
-  double factorizeSeconds = 0.0;
-  double solveCompactSeconds = 0.0;
-  bool compactOk = false;
-  std::vector<PeerRow> peers;
-};
-
-struct EndToEndResult {
-  std::uint32_t points = 0;
-  std::uint32_t unknowns = 0;
-  bool inverse = false;
-  int exitStatus = -1;
-  double wallSeconds = 0.0;
-  double cpuSeconds = 0.0;
-  long peakResidentKiB = 0;
 };
 
 [[noreturn]] void Usage(const std::string& problem) {
   std::cerr << "zr-macro-bench: " << problem << "\n"
-            << "usage: zr-macro-bench [--sizes N,N,...] [--steps N] [--seed S] [--no-peers]\n"
-               "                      [--zr-adjust PATH] [--end-to-end-inverse-points N]\n"
-               "                      [--end-to-end-points N] [--workdir DIR]\n"
+            << "usage: zr-macro-bench [--sizes N,N,...] [--large] [--steps N] [--seed S]\n"
+               "                      [--no-peers] [--zr-adjust PATH]\n"
+               "                      [--end-to-end-inverse-points N]\n"
+               "                      [--end-to-end-points N,N,...] [--workdir DIR]\n"
                "  a points count of 0 for an end-to-end run skips it\n";
   std::exit(2);
 }
@@ -119,6 +76,20 @@ std::uint64_t ParseCount(const char* text, const std::string& option) {
   return value;
 }
 
+// A comma-separated list of counts, at least one.
+std::vector<std::uint32_t> ParseCounts(const char* text, const std::string& option) {
+  std::vector<std::uint32_t> counts;
+  std::stringstream list(text != nullptr ? text : "");
+  std::string item;
+  while (std::getline(list, item, ',')) {
+    counts.push_back(static_cast<std::uint32_t>(ParseCount(item.c_str(), option)));
+  }
+  if (counts.empty()) {
+    Usage(option + " needs at least one count");
+  }
+  return counts;
+}
+
 MacroOptions ParseOptions(int argc, char** argv) {
   MacroOptions options;
   for (int index = 1; index < argc; ++index) {
@@ -128,20 +99,16 @@ MacroOptions ParseOptions(int argc, char** argv) {
       options.peers = false;
       continue;
     }
+    if (argument == "--large") {
+      options.sizes.push_back(100000);
+      continue;
+    }
     if (argument == "--help" || argument == "-h") {
       Usage("help");
     }
     ++index;
     if (argument == "--sizes") {
-      options.sizes.clear();
-      std::stringstream list(value != nullptr ? value : "");
-      std::string item;
-      while (std::getline(list, item, ',')) {
-        options.sizes.push_back(static_cast<std::uint32_t>(ParseCount(item.c_str(), argument)));
-      }
-      if (options.sizes.empty()) {
-        Usage("--sizes needs at least one size");
-      }
+      options.sizes = ParseCounts(value, argument);
     } else if (argument == "--steps") {
       options.steps = static_cast<int>(std::max<std::uint64_t>(1, ParseCount(value, argument)));
     } else if (argument == "--seed") {
@@ -151,7 +118,7 @@ MacroOptions ParseOptions(int argc, char** argv) {
     } else if (argument == "--end-to-end-inverse-points") {
       options.endToEndInversePoints = static_cast<std::uint32_t>(ParseCount(value, argument));
     } else if (argument == "--end-to-end-points") {
-      options.endToEndPoints = static_cast<std::uint32_t>(ParseCount(value, argument));
+      options.endToEndPoints = ParseCounts(value, argument);
     } else if (argument == "--workdir" && value != nullptr) {
       options.workDirectory = value;
     } else {
@@ -192,75 +159,10 @@ NetworkGeneratorOptions GeneratorOptions(std::uint32_t points, std::uint64_t see
   return options;
 }
 
-zradjust::Network ReadGenerated(const GeneratedNetwork& generated) {
-  zradjust::ReadResult read = zradjust::ReadNetwork(NetworkFileText(generated), "generated");
-  if (!read.Ok()) {
-    std::cerr << "zr-macro-bench: the generated network does not read back:\n";
-    for (const std::string& error : read.errors) {
-      std::cerr << "  " << error << "\n";
-    }
-    std::exit(1);
-  }
-  return std::move(read.network);
-}
-
-// The column every unknown gets under order: unknowns numbered by ascending identifier, a
-// point's coordinates consecutive. Returns, per column under RCM, the column under input order.
-std::vector<std::uint32_t> InputColumnsOfRcmColumns(const zradjust::Network& network) {
-  const auto columnsUnder = [&network](zradjust::IdentifierOrder order) {
-    const std::vector<std::uint64_t> firstIds = zradjust::AssignIdentifiers(network, order);
-    // (identifier, coordinate key) of every unknown, sorted by identifier.
-    std::vector<std::pair<std::uint64_t, std::uint64_t>> unknowns;
-    for (std::size_t point = 0; point < network.points.size(); ++point) {
-      const zradjust::SurveyPoint& surveyPoint = network.points[point];
-      for (int axis = 0; axis < surveyPoint.CoordinateCount(); ++axis) {
-        if (!surveyPoint.fixed[axis]) {
-          unknowns.emplace_back(firstIds[point] + axis, 3 * point + axis);
-        }
-      }
-    }
-    std::sort(unknowns.begin(), unknowns.end());
-    std::vector<std::uint32_t> columnOfKey(3 * network.points.size(), 0);
-    for (std::uint32_t column = 0; column < unknowns.size(); ++column) {
-      columnOfKey[unknowns[column].second] = column;
-    }
-    return std::make_pair(columnOfKey, unknowns);
-  };
-  const auto [rcmColumnOfKey, rcmUnknowns] =
-      columnsUnder(zradjust::IdentifierOrder::ReverseCuthillMcKee);
-  const auto [inputColumnOfKey, inputUnknowns] = columnsUnder(zradjust::IdentifierOrder::Input);
-  std::vector<std::uint32_t> newIndex(rcmUnknowns.size());
-  for (std::uint32_t column = 0; column < rcmUnknowns.size(); ++column) {
-    newIndex[column] = inputColumnOfKey[rcmUnknowns[column].second];
-  }
-  return newIndex;
-}
-
-// N and b exactly as the model's last step formed them: the same assembly, products, damping
-// and datum, at the current values. The step itself keeps them to itself.
-// Returns the seconds spent on the assembly proper: evaluating the observations into A, P and l
-// and forming AᵀP, N and b.
-double FormModelNormalEquations(ZR::AdjustmentModel& model, SparseMatrix& N, DenseVector& b) {
-  const Clock::time_point start = Clock::now();
-  const auto observationCount = static_cast<std::uint32_t>(model.observations.size());
-  const auto unknownCount = static_cast<std::uint32_t>(model.unknowns.size());
-  SparseMatrix A(observationCount, unknownCount);
-  SparseMatrix P(observationCount, observationCount);
-  DenseVector l(observationCount);
-  AssembleObservations(model.observations, model.unknowns, false, model.weightScale, nullptr, A, P,
-                       l);
-  SparseMatrix T;
-  FormNormalEquations(A, P, l, T, N, b);
-  const double assemblySeconds = SecondsSince(start);
-  AddDiagonalDamping(N, model.diagonalDamping);
-  if (!model.points.empty()) {
-    AddDatum(N, model.points, model.unknowns);
-  }
-  return assemblySeconds;
-}
-
 using PeerSolver = PeerResult (*)(const LowerColumns&, const std::vector<double>&);
 constexpr PeerSolver kPeers[] = {&SolveWithEigen, &SolveWithCholmod, &SolveWithPardisoDriver};
+// Each peer with the machine's threads, then on one thread (Eigen's LDLᵀ has one thread only).
+constexpr int kPeerThreadChoices[] = {0, 1};
 
 // One solve of a small system by every peer, so that one-time set-up (thread pools, library
 // initialisation) does not land in the first measurement.
@@ -273,27 +175,31 @@ void WarmUpPeers() {
   const LowerColumns lower = ToLowerColumns(N);
   const std::vector<double> rightHandSide(b.data(), b.data() + b.size());
   for (const PeerSolver solve : kPeers) {
-    solve(lower, rightHandSide);
+    for (const int threads : kPeerThreadChoices) {
+      SetPeerThreads(threads);
+      solve(lower, rightHandSide);
+    }
   }
+  SetPeerThreads(0);
 }
 
 void CompareSolvers(const SparseMatrix& N, const DenseVector& b, bool peers, SizeResult& result) {
   const std::uint32_t n = N.RowCount();
 
-  CompactForm form;
-  if (BuildCompactForm(N, form)) {
-    result.multiplyAdds = CompactFactorizeMultiplyAdds(n, form.diagonalPositions);
-    std::int32_t flag = 0;
-    const Clock::time_point start = Clock::now();
-    COMPACT_FACTORIZE_2(static_cast<std::int32_t>(n), form.diagonalPositions, form.values, &flag);
-    result.factorizeSeconds = SecondsSince(start);
+  const compact_test_support::CompactFactorisation factorisation =
+      compact_test_support::FactorizeCompactForm(N);
+  if (factorisation.built) {
+    result.multiplyAdds = CompactFactorizeMultiplyAdds(n, factorisation.diagPos.data());
+    result.factorizeSeconds = factorisation.seconds;
+    result.factorizeCpuSeconds = factorisation.cpuSeconds;
   }
-  ReleaseCompactForm(form);
 
   DenseVector x = b;
   const Clock::time_point start = Clock::now();
-  result.compactOk = SolveCompact(N, x);
+  const double cpuStart = compact_test_support::ThreadCpuSeconds();
+  result.compactOk = compact_test_support::SolveCompactly(N, x);
   result.solveCompactSeconds = SecondsSince(start);
+  result.solveCompactCpuSeconds = compact_test_support::ThreadCpuSeconds() - cpuStart;
   if (!peers) {
     return;
   }
@@ -301,14 +207,23 @@ void CompareSolvers(const SparseMatrix& N, const DenseVector& b, bool peers, Siz
   const LowerColumns lower = ToLowerColumns(N);
   const std::vector<double> rightHandSide(b.data(), b.data() + b.size());
   for (const PeerSolver solve : kPeers) {
-    const PeerResult peer = solve(lower, rightHandSide);
-    PeerRow row{peer.name, peer.seconds, 0.0, peer.error};
-    if (row.error.empty()) {
-      row.difference = RelativeDifference(peer.x.data(), x.data(), n);
+    for (const int threads : kPeerThreadChoices) {
+      const int used = SetPeerThreads(threads);
+      const PeerResult peer = solve(lower, rightHandSide);
+      const int shown = peer.singleThreaded ? 1 : used;
+      if (threads == 1 && peer.singleThreaded) {
+        continue;  // the same run again
+      }
+      PeerRow row{peer.name + ", " + std::to_string(shown) + (shown == 1 ? " thread" : " threads"),
+                  peer.seconds, peer.cpuSeconds, 0.0, peer.error};
+      if (row.error.empty()) {
+        row.difference = RelativeDifference(peer.x.data(), x.data(), n);
+      }
+      std::cerr << "  " << row.name << ": " << peer.seconds << " s\n";
+      result.peers.push_back(row);
     }
-    std::cerr << "  " << peer.name << ": " << peer.seconds << " s\n";
-    result.peers.push_back(row);
   }
+  SetPeerThreads(0);
 }
 
 SizeResult MeasureSize(std::uint32_t points, const MacroOptions& options) {
@@ -316,12 +231,9 @@ SizeResult MeasureSize(std::uint32_t points, const MacroOptions& options) {
   result.points = points;
   std::cerr << "zr-macro-bench: " << points << " points\n";
   const GeneratedNetwork generated = GenerateNetwork(GeneratorOptions(points, options.seed));
-  const zradjust::Network network = ReadGenerated(generated);
-  // The model as zr-adjust builds it by default, unknowns in reverse Cuthill-McKee order.
-  ZR::AdjustmentModel model;
-  const zradjust::ModelObjects objects(
-      network, zradjust::AssignIdentifiers(network, zradjust::IdentifierOrder::ReverseCuthillMcKee),
-      model);
+  // The model as a host builds it, unknowns in reverse Cuthill-McKee order.
+  BenchModel benchModel(generated);
+  ZR::AdjustmentModel& model = benchModel.Model();
 
   ResetPeakResident();
   for (int step = 0; step < options.steps; ++step) {
@@ -349,173 +261,19 @@ SizeResult MeasureSize(std::uint32_t points, const MacroOptions& options) {
 
   SparseMatrix N;
   DenseVector b;
-  result.assemblySeconds = FormModelNormalEquations(model, N, b);
+  benchModel.FormNormalEquations(N, b);
   result.entries = N.EntryCount();
   result.profileRcm = CompactProfileSlots(N);
-  result.profileInput = CompactProfileSlots(N, InputColumnsOfRcmColumns(network));
+  result.profileInput = CompactProfileSlots(N, benchModel.DeclarationColumns());
   CompareSolvers(N, b, options.peers, result);
   return result;
 }
 
-// Runs zr-adjust on a generated file in a child process and takes its time and peak memory
-// from wait4.
+// zr-adjust end to end on the generated network of points.
 EndToEndResult RunEndToEnd(std::uint32_t points, bool inverse, const MacroOptions& options) {
-  EndToEndResult result;
-  result.points = points;
-  result.inverse = inverse;
-  const GeneratedNetwork generated = GenerateNetwork(GeneratorOptions(points, options.seed));
-  result.unknowns = UnknownCount(generated);
-  const std::string path = options.workDirectory + "/zr-macro-bench-" + std::to_string(getpid()) +
-                           "-" + std::to_string(points) + ".net";
-  {
-    std::ofstream file(path, std::ios::binary);
-    WriteNetworkFile(generated, file);
-    if (!file) {
-      std::cerr << "zr-macro-bench: cannot write " << path << "\n";
-      return result;
-    }
-  }
   std::cerr << "zr-macro-bench: zr-adjust on " << points << " points\n";
-  const std::string inverseChoice = inverse ? "always" : "never";
-  const char* arguments[] = {options.zrAdjust.c_str(), "--inverse", inverseChoice.c_str(),
-                             path.c_str(), nullptr};
-  const Clock::time_point start = Clock::now();
-  const pid_t child = fork();
-  if (child == 0) {
-    std::freopen("/dev/null", "w", stdout);
-    std::freopen("/dev/null", "w", stderr);
-    execv(arguments[0], const_cast<char* const*>(arguments));
-    _exit(127);
-  }
-  int status = 0;
-  rusage usage{};
-  if (child > 0 && wait4(child, &status, 0, &usage) == child) {
-    result.wallSeconds = SecondsSince(start);
-    result.exitStatus = WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status);
-    result.cpuSeconds = static_cast<double>(usage.ru_utime.tv_sec + usage.ru_stime.tv_sec) +
-                        1e-6 * static_cast<double>(usage.ru_utime.tv_usec + usage.ru_stime.tv_usec);
-    result.peakResidentKiB = usage.ru_maxrss;
-  }
-  std::remove(path.c_str());
-  return result;
-}
-
-std::string Format(const char* format, double value) {
-  char text[64];
-  std::snprintf(text, sizeof text, format, value);
-  return text;
-}
-
-std::string Count(std::uint64_t value) {
-  std::string digits = std::to_string(value);
-  for (int position = static_cast<int>(digits.size()) - 3; position > 0; position -= 3) {
-    digits.insert(static_cast<std::size_t>(position), ",");
-  }
-  return digits;
-}
-
-void PrintRow(const std::string& label, const std::vector<std::string>& cells) {
-  std::cout << "| " << label << " |";
-  for (const std::string& cell : cells) {
-    std::cout << " " << cell << " |";
-  }
-  std::cout << "\n";
-}
-
-template <typename Cell>
-void PrintMetric(const std::string& label, const std::vector<SizeResult>& results, Cell cell) {
-  std::vector<std::string> cells;
-  for (const SizeResult& result : results) {
-    cells.push_back(cell(result));
-  }
-  PrintRow(label, cells);
-}
-
-// Returns false when a peer disagreed or failed.
-bool PrintSizeTable(const std::vector<SizeResult>& results) {
-  std::vector<std::string> header;
-  std::vector<std::string> rule;
-  for (const SizeResult& result : results) {
-    header.push_back(Count(result.points) + " points");
-    rule.push_back("---:");
-  }
-  PrintRow("", header);
-  PrintRow("---", rule);
-  PrintMetric("unknowns", results, [](const SizeResult& r) { return Count(r.unknowns); });
-  PrintMetric("observations", results, [](const SizeResult& r) { return Count(r.observations); });
-  PrintMetric("steps timed", results, [](const SizeResult& r) { return std::to_string(r.steps); });
-  PrintMetric("timeSetup per step (ms)", results,
-              [](const SizeResult& r) { return Format("%.0f", r.timeSetup); });
-  PrintMetric("timeEvaluation per step (ms)", results,
-              [](const SizeResult& r) { return Format("%.0f", r.timeEvaluation); });
-  PrintMetric("timeSolve per step (ms)", results,
-              [](const SizeResult& r) { return Format("%.0f", r.timeSolve); });
-  PrintMetric("timeTotal per step (ms)", results,
-              [](const SizeResult& r) { return Format("%.0f", r.timeTotal); });
-  PrintMetric("wall time per step (ms)", results,
-              [](const SizeResult& r) { return Format("%.1f", 1e3 * r.wallPerStep); });
-  PrintMetric("assembly of A, P, l, AᵀP, N, b (ms, share of the step)", results,
-              [](const SizeResult& r) {
-                return Format("%.1f", 1e3 * r.assemblySeconds) + ", " +
-                       Format("%.0f%%", 100.0 * r.assemblySeconds / r.wallPerStep);
-              });
-  PrintMetric("sigma0 after the last step", results,
-              [](const SizeResult& r) { return Format("%.4f", r.sigma0); });
-  PrintMetric("peak resident memory during the steps (MiB)", results,
-              [](const SizeResult& r) { return Format("%.1f", r.peakResidentKiB / 1024.0); });
-  PrintMetric("stored entries of N", results, [](const SizeResult& r) { return Count(r.entries); });
-  PrintMetric("compact profile of N, input order (slots)", results,
-              [](const SizeResult& r) { return Count(r.profileInput); });
-  PrintMetric("compact profile of N, RCM order (slots)", results,
-              [](const SizeResult& r) { return Count(r.profileRcm); });
-  PrintMetric("COMPACT_FACTORIZE_2 multiply-adds", results,
-              [](const SizeResult& r) { return Count(r.multiplyAdds); });
-  PrintMetric("COMPACT_FACTORIZE_2 time (ms)", results,
-              [](const SizeResult& r) { return Format("%.1f", 1e3 * r.factorizeSeconds); });
-  PrintMetric("factorisation rate (10⁹ multiply-adds/s)", results, [](const SizeResult& r) {
-    return r.factorizeSeconds > 0.0 ? Format("%.2f", r.multiplyAdds / r.factorizeSeconds / 1e9)
-                                    : std::string("–");
-  });
-  PrintMetric(
-      "ours: SolveCompact, build + factorise + solve (ms)", results, [](const SizeResult& r) {
-        return Format("%.1f", 1e3 * r.solveCompactSeconds) + (r.compactOk ? "" : " (failed)");
-      });
-
-  bool agreed = true;
-  const std::size_t peerCount = results.empty() ? 0 : results.front().peers.size();
-  for (std::size_t peer = 0; peer < peerCount; ++peer) {
-    PrintMetric(results.front().peers[peer].name + ": ms, time/ours, ‖Δx‖/‖x‖", results,
-                [peer, &agreed](const SizeResult& r) {
-                  const PeerRow& row = r.peers[peer];
-                  if (!row.error.empty()) {
-                    agreed = false;
-                    return row.error;
-                  }
-                  const bool agrees = row.difference <= kAgreementTolerance;
-                  agreed = agreed && agrees;
-                  return Format("%.1f", 1e3 * row.seconds) +
-                         Format(", %.2f×", r.solveCompactSeconds > 0.0
-                                               ? row.seconds / r.solveCompactSeconds
-                                               : 0.0) +
-                         Format(", %.1e", row.difference) + (agrees ? "" : " DISAGREES");
-                });
-  }
-  return agreed;
-}
-
-bool PrintEndToEndTable(const std::vector<EndToEndResult>& results) {
-  bool succeeded = true;
-  std::cout << "\n| zr-adjust end to end | unknowns | inverse | exit status | wall (s) | "
-               "CPU (s) | peak resident memory (MiB) |\n"
-            << "| --- | ---: | --- | ---: | ---: | ---: | ---: |\n";
-  for (const EndToEndResult& result : results) {
-    succeeded = succeeded && result.exitStatus == 0;
-    std::cout << "| " << Count(result.points) << " points | " << Count(result.unknowns) << " | "
-              << (result.inverse ? "yes" : "no") << " | " << result.exitStatus << " | "
-              << Format("%.2f", result.wallSeconds) << " | " << Format("%.2f", result.cpuSeconds)
-              << " | " << Format("%.1f", result.peakResidentKiB / 1024.0) << " |\n";
-  }
-  return succeeded;
+  const GeneratedNetwork generated = GenerateNetwork(GeneratorOptions(points, options.seed));
+  return RunZrAdjust(options.zrAdjust, generated, inverse, options.workDirectory);
 }
 
 }  // namespace
@@ -530,8 +288,10 @@ int main(int argc, char** argv) {
     if (options.endToEndInversePoints > 0) {
       endToEnd.push_back(RunEndToEnd(options.endToEndInversePoints, true, options));
     }
-    if (options.endToEndPoints > 0) {
-      endToEnd.push_back(RunEndToEnd(options.endToEndPoints, false, options));
+    for (const std::uint32_t points : options.endToEndPoints) {
+      if (points > 0) {
+        endToEnd.push_back(RunEndToEnd(points, false, options));
+      }
     }
   }
   if (options.peers) {

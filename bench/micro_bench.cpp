@@ -14,8 +14,7 @@
 
 #include "bench/bench_support.h"
 #include "bench/network_generator.h"
-#include "solvers/compact_ldlt.h"
-#include "solvers/solve_dispatch.h"
+#include "solvers/compact_test_support.h"
 #include "sparse/normal_products.h"
 #include "sparse/sparse_matrix.h"
 #include "sparse/sparse_matrix_writers.h"

@@ -9,7 +9,7 @@ packages=(
   googletest libgtest-dev libgmock-dev libbenchmark-dev
   libmkl-dev
   clang libclang-rt-14-dev
-  libeigen3-dev libsuitesparse-dev
+  libeigen3-dev libsuitesparse-dev libopenblas-dev
   python3
   # The HTML report's tests: an independent HTML5 parser, and a real browser that opens,
   # screenshots and prints the page.

@@ -2,6 +2,8 @@
 
 #include <cstddef>
 
+#include "solvers/large_blocks.h"
+
 namespace {
 
 // Slots of the whole value array: row i from its smallest column to i. Returns false at the
@@ -64,7 +66,13 @@ bool BuildCompactForm(const SparseMatrix& N, CompactForm& form) {
   if (!CountSlots(N, slotCount)) {
     return false;
   }
+  if (slotCount > maxCompactSlots) {
+    // Fails before any value is written, and leaves nothing behind.
+    ReleaseCompactForm(form);
+    RequireCompactSlots(slotCount);
+  }
   form.values = new double[slotCount];
+  AdviseHugePages(form.values, slotCount * sizeof(double));
   std::uint32_t written = 0;
   std::uint32_t positionCount = 0;
   for (std::uint32_t i = 0; i < n; ++i) {

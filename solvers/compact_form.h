@@ -11,6 +11,7 @@
 
 #include <cstdint>
 
+#include "solvers/compact_profile.h"
 #include "sparse/sparse_matrix.h"
 
 struct CompactForm {
@@ -28,7 +29,8 @@ struct CompactForm {
 // stores its slots but no position, so the positions of the later rows move up one place and
 // the last position stays unset. The factorisation then reads that unset element; this is how
 // the system behaves and it is kept.
-// Allocation failure raises std::bad_alloc.
+// Allocation failure raises std::bad_alloc; a profile past maxCompactSlots raises
+// std::length_error before anything is written (see solvers/compact_profile.h).
 bool BuildCompactForm(const SparseMatrix& N, CompactForm& form);
 
 // Gives both arrays back and nulls them.

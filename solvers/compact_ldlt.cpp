@@ -7,15 +7,16 @@
 #include <cstdlib>
 
 #include "solvers/compact_ldlt_kernels.h"
+#include "solvers/large_blocks.h"
 
 // Notation inside this file: rowDiagonal[i] points at the diagonal slot of row i, so element
 // (i, j) of the matrix (or of L) is rowDiagonal[i][j − i]; first[i] is f(i), the first stored
 // column of row i; d(i) is rowDiagonal[i][0] once row i is factorised.
 //
-// The row loops here are the plain order of every sum. The blocked passes of
-// compact_ldlt_kernels.cpp compute the same sums in the same order, several at once; the plain
-// loops remain for what those do not take (a profile with a row of no slots, one right-hand
-// side, scratch that could not be had).
+// This file holds the entry points only: the scratch arrays, the row pointers and first columns,
+// the pivot test. Every pass behind them, plain or vectorised, is reached through the one
+// dispatch of compact_ldlt_kernels.h, which nothing behind it calls back; the plain path serves
+// a profile with a row of no slots, which the vectorised ones do not take.
 
 namespace {
 
@@ -47,82 +48,6 @@ bool BuildFirstColumns(std::int32_t n, const std::uint32_t* diagPos, std::int32_
   return regular;
 }
 
-// Row i of L and d(i) (before its absolute value is taken) from the rows above, for
-// i = 1 … n − 1. g keeps l(i, j)·d(j) of the current row.
-void FactorizeRow(std::int32_t i, double* const* rowDiagonal, const std::int32_t* first,
-                  double* g) {
-  double* rowI = rowDiagonal[i];
-  std::int32_t firstI = first[i];
-  if (firstI >= i) {
-    return;
-  }
-  // Row i of L, columns f(i) to i − 1: g(j) = a(i, j) − Σ_k l(j, k)·g(k), k from
-  // max(f(i), f(j)) to j − 1 ascending, then l(i, j) = g(j) / d(j).
-  for (std::int32_t j = firstI; j < i; ++j) {
-    const double* rowJ = rowDiagonal[j];
-    std::int32_t k = first[j] > firstI ? first[j] : firstI;
-    double sum = rowI[j - i];
-    for (; k < j; ++k) {
-      sum = sum - rowJ[k - j] * g[k];
-    }
-    g[j] = sum;
-    rowI[j - i] = sum / rowJ[0];
-  }
-  // d(i) = a(i, i) − Σ_k l(i, k)·g(k), k from f(i) to i − 1 ascending.
-  double pivot = rowI[0];
-  for (std::int32_t k = firstI; k < i; ++k) {
-    pivot = pivot - rowI[k - i] * g[k];
-  }
-  rowI[0] = pivot;
-}
-
-// Rows 1 to n − 1 one after another, each pivot replaced by its absolute value, with the
-// running extremes of the pivots.
-void FactorizeRows(std::int32_t n, double* const* rowDiagonal, const std::int32_t* first, double* g,
-                   PivotExtremes& extremes) {
-  for (std::int32_t i = 1; i < n; ++i) {
-    FactorizeRow(i, rowDiagonal, first, g);
-    // Deliberate: the pivot is replaced by its absolute value, so the factors are those of a
-    // positive definite matrix even where the matrix is not; kept as the callers expect it.
-    double pivot = std::fabs(rowDiagonal[i][0]);
-    rowDiagonal[i][0] = pivot;
-    extremes.Record(pivot, i);
-  }
-}
-
-// x := L⁻¹·x, rows 1 to n − 1: x(i) −= Σ_k l(i, k)·x(k), k from f(i) to i − 1 ascending.
-void ForwardSubstitution(std::int32_t n, const double* const* rowDiagonal,
-                         const std::int32_t* first, double* x) {
-  for (std::int32_t i = 1; i < n; ++i) {
-    const double* rowI = rowDiagonal[i];
-    double sum = x[i];
-    for (std::int32_t k = first[i]; k < i; ++k) {
-      sum = sum - rowI[k - i] * x[k];
-    }
-    x[i] = sum;
-  }
-}
-
-// x := D⁻¹·x.
-void DiagonalSolve(std::int32_t n, const double* const* rowDiagonal, double* x) {
-  for (std::int32_t i = 0; i < n; ++i) {
-    x[i] = x[i] / rowDiagonal[i][0];
-  }
-}
-
-// x := L⁻ᵀ·x by columns of Lᵀ: from row n − 1 down to 1, x(k) −= l(i, k)·x(i) for k from f(i)
-// to i − 1 ascending.
-void BackwardSubstitution(std::int32_t n, const double* const* rowDiagonal,
-                          const std::int32_t* first, double* x) {
-  for (std::int32_t i = n - 1; i >= 1; --i) {
-    const double* rowI = rowDiagonal[i];
-    double xi = x[i];
-    for (std::int32_t k = first[i]; k < i; ++k) {
-      x[k] = x[k] - rowI[k - i] * xi;
-    }
-  }
-}
-
 // Lanes for count right-hand sides: the next multiple of the vector width, at most a block.
 std::int32_t RoundUpToLanes(std::int32_t count) {
   std::int32_t width = (count + solveLaneWidth - 1) / solveLaneWidth * solveLaneWidth;
@@ -141,6 +66,7 @@ bool SolveSideBySide(std::int32_t n, const double* const* rowDiagonal, const std
   if (lanes == nullptr) {
     return false;
   }
+  AdviseHugePages(lanes, count * widest * sizeof(double));
   KernelPath path = FastestKernelPath();
   for (std::int32_t r0 = 0; r0 < rightHandSideCount; r0 += solveBlockWidth) {
     std::int32_t groupCount = std::min(solveBlockWidth, rightHandSideCount - r0);
@@ -173,8 +99,11 @@ std::int32_t COMPACT_FACTORIZE_2(std::int32_t n, const std::uint32_t* diagPos,
     std::printf("COMPACT_FACTORIZE_2: unable to allocate space.");
     return -1;
   }
-  // g holds the work vectors of a block of rows side by side.
-  double* g = static_cast<double*>(std::malloc(count * factorizeBlockRows * sizeof(double)));
+  // g holds the work vectors of a block of rows side by side, as many rows as the fastest path
+  // takes (the plain path, for an irregular profile, needs fewer).
+  KernelPath fastest = FastestKernelPath();
+  std::size_t gBytes = count * FactorizeBlockRowsOf(fastest) * sizeof(double);
+  double* g = static_cast<double*>(std::malloc(gBytes));
   if (g == nullptr) {
     std::printf("COMPACT_FACTORIZE_2: unable to allocate space.");
     return -1;
@@ -184,6 +113,7 @@ std::int32_t COMPACT_FACTORIZE_2(std::int32_t n, const std::uint32_t* diagPos,
     std::printf("COMPACT_FACTORIZE_2: unable to allocate space.");
     return -1;
   }
+  AdviseHugePages(g, gBytes);
 
   for (std::int32_t i = 0; i < n; ++i) {
     rowDiagonal[i] = compactValues + (diagPos[i] - 1u);
@@ -193,11 +123,7 @@ std::int32_t COMPACT_FACTORIZE_2(std::int32_t n, const std::uint32_t* diagPos,
   // Row 0 is taken exactly as stored and takes no part in the extremes; ties keep the earlier
   // row.
   PivotExtremes extremes{0.0, largestDouble, 1, 1};
-  if (regular) {
-    FactorizeRowBlocks(n, rowDiagonal, first, g, extremes, FastestKernelPath());
-  } else {
-    FactorizeRows(n, rowDiagonal, first, g, extremes);
-  }
+  FactorizeRowBlocks(n, rowDiagonal, first, g, extremes, regular ? fastest : KernelPath::plain);
   double maxD = extremes.maxD;
   double minD = extremes.minD;
   std::int32_t maxIdx = extremes.maxIdx;
@@ -242,7 +168,7 @@ std::int32_t COMPACT_SOLVE_2(std::int32_t n, const std::uint32_t* diagPos,
   for (std::int32_t i = 0; i < n; ++i) {
     rowDiagonal[i] = compactValues + (diagPos[i] - 1u);
   }
-  BuildFirstColumns(n, diagPos, first);
+  bool regular = BuildFirstColumns(n, diagPos, first);
 
   if (rightHandSideCount >= 2 &&
       SolveSideBySide(n, rowDiagonal, first, rightHandSides, rightHandSideCount)) {
@@ -250,12 +176,12 @@ std::int32_t COMPACT_SOLVE_2(std::int32_t n, const std::uint32_t* diagPos,
     std::free(first);
     return 0;
   }
-  // Each right-hand side is solved on its own, in storage order.
+  // Each right-hand side is solved on its own, in storage order. The vectorised paths take the
+  // rows in groups, which needs every row's diagonal slot (0 ≤ f(i) ≤ i).
+  KernelPath path = regular ? FastestKernelPath() : KernelPath::plain;
   for (std::int32_t r = 0; r < rightHandSideCount; ++r) {
     double* x = rightHandSides + static_cast<std::size_t>(r) * count;
-    ForwardSubstitution(n, rowDiagonal, first, x);
-    DiagonalSolve(n, rowDiagonal, x);
-    BackwardSubstitution(n, rowDiagonal, first, x);
+    SolveInterleaved(n, rowDiagonal, first, x, 1, 0, path);
   }
 
   std::free(rowDiagonal);
@@ -290,6 +216,7 @@ std::int32_t SolveUnitColumns(std::int32_t n, const std::uint32_t* diagPos,
     std::free(lanes);
     return -1;
   }
+  AdviseHugePages(lanes, count * solveBlockWidth * sizeof(double));
   for (std::int32_t i = 0; i < n; ++i) {
     rowDiagonal[i] = compactValues + (diagPos[i] - 1u);
   }

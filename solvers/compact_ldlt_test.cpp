@@ -9,6 +9,9 @@
 #include <utility>
 #include <vector>
 
+#include <stdexcept>
+
+#include "solvers/compact_form.h"
 #include "solvers/compact_ldlt_kernels.h"
 #include "solvers/solver_test_support.h"
 
@@ -234,6 +237,96 @@ TEST(CompactLdlt, BlockedPassesMatchPlainLoopsBitForBit) {
               0);
     EXPECT_TRUE(SameBits(columns, std::vector<double>(inverse.begin() + from * n, inverse.end())));
   }
+}
+
+// Each path on its own through the one dispatch, on the random profiles with NaN and
+// infinities of both signs salted into the matrix: the factors, the extremes and the
+// interleaved solves must be the plain loops' bits.
+void ExpectPathMatchesPlainLoops(KernelPath path) {
+  std::mt19937 rng(77);
+  const double salt[] = {std::numeric_limits<double>::quiet_NaN(),
+                         std::numeric_limits<double>::infinity(),
+                         -std::numeric_limits<double>::infinity(), -0.0};
+  std::vector<Case> cases = Cases();
+  for (std::int32_t n : {17, 33, 200})  // several blocks of every width, ragged
+    cases.push_back({Shape::stairs, n, 45, false});
+  for (std::size_t index = 0; index < cases.size(); ++index) {
+    const Case& c = cases[index];
+    SCOPED_TRACE(testing::Message() << static_cast<int>(c.shape) << " " << c.n << " " << c.width);
+    Profile input = RandomProfile(c, rng);
+    // Every third case carries a non-finite or signed-zero slot somewhere in its profile.
+    if (index % 3 == 1 && input.values.size() > 2)
+      input.values[rng() % input.values.size()] = salt[rng() % 4];
+    Profile p = input;
+    const PivotExtremes expected = ReferenceFactorize(p);
+    const std::size_t n = c.n;
+    std::vector<double*> rows(n);
+    std::vector<double> values = input.values;
+    for (std::size_t i = 0; i < n; ++i)
+      rows[i] = values.data() + p.diagPos[i] - 1;
+    std::vector<double> g(n * FactorizeBlockRowsOf(path));
+    PivotExtremes extremes{0.0, 1.7976931348623157e308, 1, 1};
+    FactorizeRowBlocks(c.n, rows.data(), p.first.data(), g.data(), extremes, path);
+    EXPECT_TRUE(SameBits(values, p.values));
+    EXPECT_TRUE(SameBits({extremes.maxD, extremes.minD}, {expected.maxD, expected.minD}));
+
+    for (std::size_t i = 0; i < n; ++i)
+      rows[i] = p.values.data() + p.diagPos[i] - 1;
+    for (std::int32_t width : {1, 4, 8, 12, 16}) {
+      std::vector<double> x(n * width);
+      for (double& v : x)
+        v = rng() % 4 == 0 ? salt[rng() % 4] : rng() % 200 - 99.5;
+      std::vector<double> expectedX = x;
+      for (std::int32_t t = 0; t < width; ++t)
+        ReferenceSolve(p, expectedX.data() + t, width);
+      SolveInterleaved(c.n, rows.data(), p.first.data(), x.data(), width, 0, path);
+      EXPECT_TRUE(SameBits(x, expectedX)) << "width " << width;
+    }
+  }
+}
+
+TEST(CompactLdlt, PlainAndNarrowPathsMatchPlainLoopsWithNonFinite) {
+  for (KernelPath path : {KernelPath::plain, KernelPath::portable, KernelPath::avx2}) {
+    SCOPED_TRACE(static_cast<int>(path));
+    if (KernelPathAvailable(path)) ExpectPathMatchesPlainLoops(path);
+  }
+}
+
+TEST(CompactLdlt, Avx512PathMatchesPlainLoops) {
+  if (!KernelPathAvailable(KernelPath::avx512))
+    GTEST_SKIP() << "this processor lacks AVX-512F/DQ/VL; the 512-bit path cannot run here";
+  ExpectPathMatchesPlainLoops(KernelPath::avx512);
+}
+
+// Positions are one-based unsigned 32-bit numbers: an arrow matrix of order 92,682 (every row
+// reaching back to column 0) has 92,682·92,683/2 = 4,294,930,221 + 92,682 slots, past the
+// 4,294,967,295 that fit (order 92,681 would just fit). Its build must throw at once, before a
+// value array is taken, instead of wrapping the positions.
+TEST(CompactForm, ProfilePastThirtyTwoBitPositionsThrows) {
+  const std::uint32_t n = 92682;
+  ASSERT_GT(std::uint64_t{n} * (n + 1) / 2, maxCompactSlots);
+  ASSERT_LE(std::uint64_t{n - 1} * n / 2, maxCompactSlots);
+  SparseMatrix N(n, n);
+  for (std::uint32_t i = 0; i < n; ++i) {
+    SetElement(N, i, 0, 0.5);
+    SetElement(N, i, i, 2.0);
+  }
+  CompactForm form;
+  try {
+    BuildCompactForm(N, form);
+    ADD_FAILURE() << "no exception";
+  } catch (const std::length_error& error) {
+    EXPECT_STREQ(error.what(), "vector<T> too long");
+  }
+  EXPECT_EQ(form.diagonalPositions, nullptr);
+  EXPECT_EQ(form.values, nullptr);
+
+  // The host's count of the same profile, and the limit on either side.
+  std::vector<std::uint32_t> arrowFirst(n, 0);
+  EXPECT_EQ(CompactSlotCount(arrowFirst), std::uint64_t{n} * (n + 1) / 2);
+  EXPECT_EQ(CompactSlotCount({0, 1, 1, 0}), 1u + 1u + 2u + 4u);
+  EXPECT_NO_THROW(RequireCompactSlots(maxCompactSlots));
+  EXPECT_THROW(RequireCompactSlots(maxCompactSlots + 1), std::length_error);
 }
 
 }  // namespace
