@@ -6,6 +6,8 @@
 #include <cstdlib>
 #include <queue>
 
+#include "sparse/sparse_matrix_writers.h"
+
 namespace {
 
 // Identifiers of the value objects start here, clear of anything else in the object table.
