@@ -4,6 +4,7 @@
 #include <vector>
 
 #include "iteration/adjustment_model.h"
+#include "solvers/compact_profile.h"
 #include "tools/zr-adjust/adjustment_run.h"
 #include "tools/zr-adjust/datum/datum_analysis.h"
 #include "tools/zr-adjust/datum/library_conditions.h"
@@ -108,6 +109,26 @@ CollectionInputs CollectionInputsOf(const Options& options, const DatumAnalysis&
   return inputs;
 }
 
+// The compact solver addresses its storage with 32-bit positions: a network whose normal
+// matrix needs more slots in this order is refused before the first step, not left to fail in
+// the middle of one.
+bool CheckProfile(const Network& network, const std::vector<std::uint64_t>& identifiers,
+                  bool pointDatum, const Options& options, const std::string& label,
+                  std::ostream& messages) {
+  std::uint64_t profile = NormalProfile(network, identifiers, pointDatum);
+  if (profile <= maxCompactSlots) return true;
+  messages << label << ": the normal equations need " << profile
+           << " slots of the compact solver's storage in this order of the unknowns, more than "
+              "its limit of "
+           << maxCompactSlots << "; "
+           << (options.order == IdentifierOrder::Input ? "use --order rcm, or split the network"
+               : pointDatum ? "a free 3D network of this size cannot be held by the datum "
+                              "conditions; fix points instead of `datum free`, or split it"
+                            : "split the network into smaller parts")
+           << "\n";
+  return false;
+}
+
 void ReportNumericalFailure(const RunResult& run, const std::string& label,
                             std::ostream& messages) {
   messages << label << ": the adjustment failed numerically in iteration " << run.failedIteration
@@ -128,7 +149,8 @@ Outcome AdjustNetwork(const Options& options, const ReadResult& read, std::ostre
   try {
     ZR::AdjustmentModel model;
     ConfigureModel(model, options, log, dump);
-    ModelObjects objects(read.network, AssignIdentifiers(read.network, options.order), model);
+    std::vector<std::uint64_t> identifiers = AssignIdentifiers(read.network, options.order);
+    ModelObjects objects(read.network, identifiers, model);
     DatumAnalysis datum = AnalyseDatum(read.network, objects.UnknownRefs(), objects.Linearise(),
                                        options.damping > 0.0);
     if (!CheckDatum(datum, label, messages)) {
@@ -136,6 +158,11 @@ Outcome AdjustNetwork(const Options& options, const ReadResult& read, std::ostre
       return outcome;
     }
     HoldDatum(read.network, datum, objects, model);
+    if (options.solver == SolverChoice::Compact &&
+        !CheckProfile(read.network, identifiers, !model.points.empty(), options, label, messages)) {
+      outcome.exitStatus = exitBadInput;
+      return outcome;
+    }
     RunSettings settings = SettingsFrom(options, objects.Unknowns().size());
     settings.correctionScales = objects.CorrectionScales();
     RunResult run =

@@ -83,6 +83,28 @@ TEST(ZrAdjust, ExitStatusFollowsOptionsFilesAndConvergence) {
   EXPECT_EQ(RunProgram("--quiet" + nonlinear).err, "");
 }
 
+// A hub observed from 31,000 points, numbered first: in input order every row of N reaches
+// back to the hub's column, past what 32-bit positions of the compact storage address. The
+// program refuses it before the first step; the profile-reducing order makes it adjustable.
+TEST(ZrAdjust, ProfileBeyondTheCompactStorageIsRefusedBeforeIterating) {
+  const std::string star = Scratch("star.net");
+  {
+    std::ofstream file(star);
+    file << "point H 0 0 0\n";
+    for (int i = 0; i < 31000; ++i)
+      file << "point P" << i << " " << i % 200 << " " << i / 200 << " 1\n";
+    file << "fix P0\n";
+    for (int i = 0; i < 31000; ++i)
+      file << "vector H P" << i << " " << i % 200 << " " << i / 200 << " 1 0.01\n";
+  }
+  Outcome input = RunProgram("-q --order input " + star);
+  EXPECT_EQ(input.status, 2);
+  EXPECT_THAT(input.err, HasSubstr("more than its limit of 4294967295; use --order rcm"));
+  EXPECT_EQ(input.out, "");
+  EXPECT_EQ(RunProgram("-q " + star).status, 0);
+  std::remove(star.c_str());
+}
+
 TEST(ZrAdjust, WritesJsonAndSvgThatOtherToolsRead) {
   std::string json = Scratch("small.json"), svg = Scratch("small.svg");
   Outcome outcome = RunProgram("--json " + json + " --svg " + svg + " " + data + "small.net");

@@ -197,7 +197,8 @@ std::vector<std::uint64_t> AssignIdentifiers(const Network& network, IdentifierO
   return firstIds;
 }
 
-std::uint64_t NormalProfile(const Network& network, const std::vector<std::uint64_t>& firstIds) {
+std::uint64_t NormalProfile(const Network& network, const std::vector<std::uint64_t>& firstIds,
+                            bool pointDatum) {
   // Columns of the unknowns: identifiers of the free coordinates and of the orientations,
   // ranked.
   const std::size_t pointCount = network.points.size();
@@ -235,6 +236,21 @@ std::uint64_t NormalProfile(const Network& network, const std::vector<std::uint6
     std::size_t smallest = *std::min_element(columns.begin(), columns.end());
     for (std::size_t c : columns)
       first[c] = std::min(first[c], smallest);
+  }
+  if (pointDatum) {
+    std::vector<std::size_t> pointColumns;
+    for (std::size_t p = 0; p < pointCount; ++p) {
+      const SurveyPoint& point = network.points[p];
+      for (int axis = 0; point.kind == PointKind::Spatial && axis < 3; ++axis) {
+        if (!point.fixed[axis])
+          pointColumns.push_back(rank(firstIds[p] + static_cast<std::uint64_t>(axis)));
+      }
+    }
+    if (!pointColumns.empty()) {
+      std::size_t smallest = *std::min_element(pointColumns.begin(), pointColumns.end());
+      for (std::size_t c : pointColumns)
+        first[c] = std::min(first[c], smallest);
+    }
   }
   std::uint64_t profile = 0;
   for (std::size_t i = 0; i < first.size(); ++i)

@@ -37,7 +37,9 @@ std::vector<std::uint64_t> AssignIdentifiers(const Network& network, IdentifierO
 // i - first(i) + 1, where first(i) is the smallest column that an observation couples to i
 // (the orientation of a direction set is an unknown of its directions; the three components
 // of a baseline with a covariance are coupled to one another).
-// The datum conditions of a free network couple every point and are left out.
-std::uint64_t NormalProfile(const Network& network, const std::vector<std::uint64_t>& firstIds);
+// With pointDatum, the library's datum conditions of a free network are in N as well: they
+// couple every coordinate of every 3D point to every other one.
+std::uint64_t NormalProfile(const Network& network, const std::vector<std::uint64_t>& firstIds,
+                            bool pointDatum = false);
 
 }  // namespace zradjust

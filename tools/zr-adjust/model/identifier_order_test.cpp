@@ -79,6 +79,15 @@ TEST(IdentifierOrder, ProfileCountsOnlyUnknownsAndTheirCouplings) {
   Network network =
       Read("point A 0 0 0\npoint B 1 0 0\npoint C 2 0 0\nfix A\ndist A B 1 1\ndist B C 1 1\n");
   EXPECT_EQ(NormalProfile(network, AssignIdentifiers(network, IdentifierOrder::Input)), 21u);
+
+  // The library's datum conditions of a free network couple every 3D coordinate with every
+  // other, the height point's only through its observation: D's row reaches back to C's Z.
+  Network free = Read(
+      "point A 0 0 0\npoint B 1 0 0\npoint C 2 0 0\nheight D 5\ndatum free\n"
+      "dist A B 1 1\ndist B C 1 1\nlevel C D 1 1\n");
+  auto ids = AssignIdentifiers(free, IdentifierOrder::Input);
+  EXPECT_EQ(NormalProfile(free, ids, true), 9u * 10u / 2u + 2u);
+  EXPECT_LT(NormalProfile(free, ids, false), NormalProfile(free, ids, true));
 }
 
 TEST(IdentifierOrder, OrientationsFollowThePointsOrTheirStation) {
