@@ -91,6 +91,12 @@ bool AdjustmentModel::Iterate(double& sigma0Out, double stepFactor, double maxCo
   } else {
     // Form N and b, add the damping and the datum, solve.
     FormNormalEquations(A, P, l, T, N, b);
+    // A, P, AᵀP and l are spent once N and b exist: handing their memory back before the
+    // solve keeps the step's peak to N and its factor. Nothing reads them again in this step.
+    A = SparseMatrix();
+    P = SparseMatrix();
+    T = SparseMatrix();
+    l = DenseVector();
     timeSetup += clock.Lap();
     AddDiagonalDamping(N, diagonalDamping);
     if (!points.empty()) {

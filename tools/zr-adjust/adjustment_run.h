@@ -36,7 +36,7 @@ struct RunSettings {
   bool wantInverse = Options{}.inverse != InverseChoice::Never;
   // Per unknown, the factor of its correction in the max correction (the longest sight of
   // an orientation's set, 1.0 for a coordinate); empty means 1.0 for every unknown.
-  std::vector<double> correctionScales;
+  std::vector<double> correctionScales = {};
 };
 
 // The run settings of the options, for a network of unknownCount unknowns.

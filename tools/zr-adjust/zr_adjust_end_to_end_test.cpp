@@ -75,7 +75,9 @@ TEST(ZrAdjust, ExitStatusFollowsOptionsFilesAndConvergence) {
     Outcome outcome = RunProgram(c.arguments);
     EXPECT_EQ(outcome.status, c.status) << c.arguments << "\n" << outcome.err;
     EXPECT_THAT(c.status >= 2 ? outcome.err : outcome.out, HasSubstr(c.message)) << c.arguments;
-    if (c.status == 3) EXPECT_EQ(outcome.out, "");  // no coordinates as results
+    if (c.status == 3) {
+      EXPECT_EQ(outcome.out, "");  // no coordinates as results
+    }
   }
   EXPECT_FALSE(std::ifstream(json).good());
   // One progress line per iteration on standard error, none with --quiet.
