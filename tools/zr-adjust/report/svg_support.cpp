@@ -3,29 +3,12 @@
 #include <cmath>
 #include <cstdio>
 
+#include "tools/zr-adjust/report/markup_text.h"
+
 namespace zradjust {
 
 std::string XmlText(const std::string& text) {
-  std::string escaped;
-  for (char c : text) {
-    switch (c) {
-      case '&':
-        escaped += "&amp;";
-        break;
-      case '<':
-        escaped += "&lt;";
-        break;
-      case '>':
-        escaped += "&gt;";
-        break;
-      case '"':
-        escaped += "&quot;";
-        break;
-      default:
-        escaped += c;
-    }
-  }
-  return escaped;
+  return EscapeMarkup(text, false);
 }
 
 double RoundScaleLength(double limit) {
