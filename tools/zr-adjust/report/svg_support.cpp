@@ -55,6 +55,17 @@ void WriteScaleBar(std::ostream& out, const char* id, double x, double y, double
   out << "  </g>\n";
 }
 
+void WritePointMark(std::ostream& out, double u, double v, bool fixed) {
+  if (fixed) {
+    out << Formatted("  <path d=\"M %.2f %.2f l 6 10.4 h -12 z\" fill=\"#000000\"/>\n", u, v - 6.9);
+  } else {
+    out << Formatted(
+        "  <circle cx=\"%.2f\" cy=\"%.2f\" r=\"3.5\" fill=\"#ffffff\" stroke=\"#000000\" "
+        "stroke-width=\"1.5\"/>\n",
+        u, v);
+  }
+}
+
 double RoundEnlargement(double largest, double pixelsPerMetre, double targetPixels) {
   double limit = targetPixels / (largest * pixelsPerMetre);
   // Nothing to enlarge, or figures so extreme that no finite round factor exists.
