@@ -19,16 +19,8 @@ namespace {
 
 const std::string textbook = ZR_TEXTBOOK_DATA "/";
 
-std::string Slurp(const std::string& path) {
-  std::ostringstream text;
-  text << std::ifstream(path, std::ios::binary).rdbuf();
-  return text.str();
-}
-
-// A file name of its own for every test: ctest runs the tests of this program in parallel.
 std::string Scratch(const std::string& name) {
-  return ::testing::TempDir() + "/zr_textbook_" +
-         ::testing::UnitTest::GetInstance()->current_test_info()->name() + "_" + name;
+  return ScratchPath("zr_textbook_", name);
 }
 
 struct Adjusted {

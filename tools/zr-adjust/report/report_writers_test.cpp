@@ -21,15 +21,8 @@ namespace {
 
 using ::testing::HasSubstr;
 
-std::string Slurp(const std::string& path) {
-  std::ostringstream text;
-  text << std::ifstream(path, std::ios::binary).rdbuf();
-  return text.str();
-}
-
-// A scratch file of this process: other checkouts may run these tests at the same time.
 std::string Scratch(const std::string& name) {
-  return ::testing::TempDir() + "/zr_report_" + std::to_string(getpid()) + "_" + name;
+  return ScratchPath("zr_report_", name);
 }
 
 TEST(JsonReport, NumbersReadBackToTheSameDoubles) {
