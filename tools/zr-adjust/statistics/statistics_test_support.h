@@ -110,6 +110,15 @@ inline Dense DenseInverse(Dense a) {
   return inverse;
 }
 
+// The unknowns first, first + 1, ..., count − 1: those a datum leaves free when it holds the
+// ones before first.
+inline std::vector<std::size_t> UnknownsFrom(std::size_t first, std::size_t count) {
+  std::vector<std::size_t> unknowns;
+  for (std::size_t i = first; i < count; ++i)
+    unknowns.push_back(i);
+  return unknowns;
+}
+
 // The rows and columns of a dense matrix that are kept.
 inline Dense DenseSubmatrix(const Dense& a, const std::vector<std::size_t>& keep) {
   Dense sub(keep.size(), std::vector<double>(keep.size()));
