@@ -14,6 +14,18 @@ std::vector<double> Sorted(std::vector<double> values) {
   return values;
 }
 
+// N and b of one network formed twice: by the observation objects of BenchModel, in its own
+// numbering of the unknowns, and by the host-free system of bench_support, in grid order.
+struct FormedTwice {
+  explicit FormedTwice(const GeneratedNetwork& network) : model(network) {
+    model.FormNormalEquations(N, b);
+    FormNetworkNormalEquations(BuildNetworkSystem(network), gridN, gridB);
+  }
+  BenchModel model;
+  SparseMatrix N, gridN;
+  DenseVector b, gridB;
+};
+
 // The reverse Cuthill-McKee order is a permutation of the points, and it shrinks the profile of
 // N far below the declaration order (which is shuffled) and below the grid order as well.
 TEST(BenchModel, OrdersThePointsForASmallProfile) {
@@ -27,16 +39,11 @@ TEST(BenchModel, OrdersThePointsForASmallProfile) {
     EXPECT_EQ(order, identity);
   }
   const GeneratedNetwork network = GenerateNetwork({.pointCount = 900, .seed = 3});
-  BenchModel model(network);
-  SparseMatrix N;
-  DenseVector b;
-  model.FormNormalEquations(N, b);
-  SparseMatrix gridN;
-  DenseVector gridB;
-  FormNetworkNormalEquations(BuildNetworkSystem(network), gridN, gridB);
+  const FormedTwice formed(network);
+  const SparseMatrix &N = formed.N, &gridN = formed.gridN;
   const std::uint64_t rcm = CompactProfileSlots(N);
   EXPECT_LT(rcm, CompactProfileSlots(gridN));
-  EXPECT_LT(10 * rcm, CompactProfileSlots(N, model.DeclarationColumns()));
+  EXPECT_LT(10 * rcm, CompactProfileSlots(N, formed.model.DeclarationColumns()));
 }
 
 // At the approximate coordinates the observation objects linearise exactly as the host-free
@@ -44,13 +51,9 @@ TEST(BenchModel, OrdersThePointsForASmallProfile) {
 // same sorted diagonal, the same sorted b and the same number of entries.
 TEST(BenchModel, NormalEquationsMatchTheHostFreeSystem) {
   const GeneratedNetwork network = GenerateNetwork({.pointCount = 300, .seed = 9});
-  BenchModel model(network);
-  SparseMatrix N;
-  DenseVector b;
-  model.FormNormalEquations(N, b);
-  SparseMatrix gridN;
-  DenseVector gridB;
-  FormNetworkNormalEquations(BuildNetworkSystem(network), gridN, gridB);
+  const FormedTwice formed(network);
+  const SparseMatrix &N = formed.N, &gridN = formed.gridN;
+  const DenseVector &b = formed.b, &gridB = formed.gridB;
   ASSERT_EQ(N.RowCount(), gridN.RowCount());
   EXPECT_EQ(N.EntryCount(), gridN.EntryCount());
   std::vector<double> diagonal, gridDiagonal, rightHandSide, gridRightHandSide;

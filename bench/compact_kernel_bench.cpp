@@ -142,15 +142,20 @@ void SeveralRightHandSides(std::uint32_t n, std::uint32_t width, std::int32_t co
       multiplyAdds / fastSeconds * 1e-9, SameBits(plain, fast) ? "identical bits" : "BITS DIFFER");
 }
 
+// N of a generated network of the given number of points, the unknowns in grid order.
+SparseMatrix GridOrderNormalMatrix(std::uint32_t points) {
+  NetworkGeneratorOptions options;
+  options.pointCount = points;
+  SparseMatrix N;
+  DenseVector b;
+  FormNetworkNormalEquations(BuildNetworkSystem(GenerateNetwork(options)), N, b);
+  return N;
+}
+
 // N of a generated network in grid order, its inverse by InvertCompact, and the same columns
 // by the plain solve of each unit vector.
 void Inverse(std::uint32_t points) {
-  NetworkGeneratorOptions options;
-  options.pointCount = points;
-  const NetworkSystem system = BuildNetworkSystem(GenerateNetwork(options));
-  SparseMatrix N;
-  DenseVector b;
-  FormNetworkNormalEquations(system, N, b);
+  const SparseMatrix N = GridOrderNormalMatrix(points);
   std::uint32_t n = N.RowCount();
   std::uint64_t slots = CompactProfileSlots(N);
 
@@ -201,12 +206,7 @@ void Inverse(std::uint32_t points) {
 // order zr-adjust gives), factorised on every path of this processor: the plain row loop
 // against the blocked passes at each vector width, best of three, bits compared with plain.
 void FactorisationPaths(std::uint32_t points) {
-  NetworkGeneratorOptions options;
-  options.pointCount = points;
-  const NetworkSystem system = BuildNetworkSystem(GenerateNetwork(options));
-  SparseMatrix N;
-  DenseVector b;
-  FormNetworkNormalEquations(system, N, b);
+  const SparseMatrix N = GridOrderNormalMatrix(points);
   CompactForm form;
   BuildCompactForm(N, form);
   const std::uint32_t n = N.RowCount();

@@ -2,14 +2,17 @@
 // Code shared by the zr-adjust tests.
 
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include <array>
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <fstream>
 #include <random>
 #include <regex>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -25,6 +28,21 @@ inline Network Read(const std::string& text) {
   ReadResult result = ReadNetwork(text, "t.net");
   EXPECT_TRUE(result.Ok()) << (result.errors.empty() ? "" : result.errors[0]);
   return result.network;
+}
+
+// The whole content of the file at path, byte for byte; empty when it cannot be read.
+inline std::string Slurp(const std::string& path) {
+  std::ostringstream text;
+  text << std::ifstream(path, std::ios::binary).rdbuf();
+  return text.str();
+}
+
+// A file name in the temporary folder of its own for every process and test, prefix first:
+// ctest runs the tests in parallel, and other checkouts may run them at the same time in the
+// same folder. Call it from inside a test.
+inline std::string ScratchPath(const std::string& prefix, const std::string& name) {
+  return ::testing::TempDir() + "/" + prefix + std::to_string(getpid()) + "_" +
+         ::testing::UnitTest::GetInstance()->current_test_info()->name() + "_" + name;
 }
 
 inline std::size_t CountOf(const std::string& text, const std::string& needle) {

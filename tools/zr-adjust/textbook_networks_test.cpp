@@ -12,6 +12,7 @@
 #include <string>
 #include <vector>
 
+#include "tools/zr-adjust/dense_test_support.h"
 #include "tools/zr-adjust/test_support.h"
 
 namespace zradjust {
@@ -19,16 +20,8 @@ namespace {
 
 const std::string textbook = ZR_TEXTBOOK_DATA "/";
 
-std::string Slurp(const std::string& path) {
-  std::ostringstream text;
-  text << std::ifstream(path, std::ios::binary).rdbuf();
-  return text.str();
-}
-
-// A file name of its own for every test: ctest runs the tests of this program in parallel.
 std::string Scratch(const std::string& name) {
-  return ::testing::TempDir() + "/zr_textbook_" +
-         ::testing::UnitTest::GetInstance()->current_test_info()->name() + "_" + name;
+  return ScratchPath("zr_textbook_", name);
 }
 
 struct Adjusted {
@@ -222,32 +215,6 @@ bool ReportsItsDatum() {
   return reports;
 }
 
-using Matrix = std::vector<std::vector<double>>;
-
-// The inverse of a small symmetric positive definite matrix by Gauss-Jordan elimination.
-Matrix Inverse(Matrix a) {
-  const std::size_t n = a.size();
-  Matrix inverse(n, std::vector<double>(n, 0.0));
-  for (std::size_t i = 0; i < n; ++i)
-    inverse[i][i] = 1.0;
-  for (std::size_t k = 0; k < n; ++k) {
-    const double pivot = a[k][k];
-    for (std::size_t j = 0; j < n; ++j) {
-      a[k][j] /= pivot;
-      inverse[k][j] /= pivot;
-    }
-    for (std::size_t i = 0; i < n; ++i) {
-      if (i == k) continue;
-      const double factor = a[i][k];
-      for (std::size_t j = 0; j < n; ++j) {
-        a[i][j] -= factor * a[k][j];
-        inverse[i][j] -= factor * inverse[k][j];
-      }
-    }
-  }
-  return inverse;
-}
-
 // The free levelling network worked through densely: N = AᵀPA has the defect of one height
 // shift g = (1, ..., 1), and its pseudo-inverse N⁺ = (N + ggᵀ)⁻¹ - ggᵀ/n² gives the
 // corrections of least sum of squares (the minimum-trace datum over all points) and their
@@ -259,7 +226,7 @@ struct DenseFreeLevelling {
 
 DenseFreeLevelling WorkThrough(const Network& network) {
   const std::size_t n = network.points.size();
-  Matrix normal(n, std::vector<double>(n, 0.0));
+  testing::Dense normal(n, std::vector<double>(n, 0.0));
   std::vector<double> rightHandSide(n, 0.0);
   for (const SurveyObservation& line : network.observations) {
     const double weight = 1.0 / (line.sigma * line.sigma);
@@ -275,7 +242,7 @@ DenseFreeLevelling WorkThrough(const Network& network) {
   for (auto& row : normal)
     for (double& element : row)
       element += 1.0;
-  Matrix pseudoInverse = Inverse(normal);
+  testing::Dense pseudoInverse = testing::DenseInverse(normal);
   for (auto& row : pseudoInverse)
     for (double& element : row)
       element -= 1.0 / double(n * n);

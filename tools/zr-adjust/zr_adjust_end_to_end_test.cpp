@@ -20,17 +20,8 @@ struct Outcome {
   std::string out, err;
 };
 
-std::string Slurp(const std::string& path) {
-  std::ostringstream text;
-  text << std::ifstream(path, std::ios::binary).rdbuf();
-  return text.str();
-}
-
-// A file name of its own for every test and process: ctest runs the tests of this program in
-// parallel, and other checkouts may run them at the same time in the same temporary folder.
 std::string Scratch(const std::string& name) {
-  return ::testing::TempDir() + "/zr_e2e_" + std::to_string(getpid()) + "_" +
-         ::testing::UnitTest::GetInstance()->current_test_info()->name() + "_" + name;
+  return ScratchPath("zr_e2e_", name);
 }
 
 const std::string data = ZR_ADJUST_TESTDATA "/";

@@ -11,6 +11,7 @@
 #include <sstream>
 
 #include "tools/zr-adjust/adjustment_run.h"
+#include "tools/zr-adjust/dense_test_support.h"
 #include "tools/zr-adjust/model/direction_sets.h"
 #include "tools/zr-adjust/model/identifier_order.h"
 #include "tools/zr-adjust/model/model_builder.h"
@@ -183,30 +184,6 @@ struct DenseSolution {
   std::vector<double> residuals;
 };
 
-std::vector<std::vector<double>> Invert(std::vector<std::vector<double>> a) {
-  // Gauss-Jordan on [a | I]: small, symmetric positive definite, no pivoting needed.
-  std::size_t n = a.size();
-  std::vector<std::vector<double>> inverse(n, std::vector<double>(n, 0.0));
-  for (std::size_t i = 0; i < n; ++i)
-    inverse[i][i] = 1.0;
-  for (std::size_t k = 0; k < n; ++k) {
-    double pivot = a[k][k];
-    for (std::size_t j = 0; j < n; ++j) {
-      a[k][j] /= pivot;
-      inverse[k][j] /= pivot;
-    }
-    for (std::size_t i = 0; i < n; ++i) {
-      if (i == k) continue;
-      double factor = a[i][k];
-      for (std::size_t j = 0; j < n; ++j) {
-        a[i][j] -= factor * a[k][j];
-        inverse[i][j] -= factor * inverse[k][j];
-      }
-    }
-  }
-  return inverse;
-}
-
 DenseSolution SolveDense(const Network& network) {
   std::size_t u = 3 * (network.points.size() - 1), n = network.observations.size();
   std::vector<std::vector<double>> normal(u, std::vector<double>(u, 0.0));
@@ -233,7 +210,7 @@ DenseSolution SolveDense(const Network& network) {
   for (const BaselineCovariance& c : network.baselineCovariances) {
     const double* v = c.upper;
     weights.push_back({});
-    auto w = Invert({{v[0], v[1], v[2]}, {v[1], v[3], v[4]}, {v[2], v[4], v[5]}});
+    auto w = testing::DenseInverse({{v[0], v[1], v[2]}, {v[1], v[3], v[4]}, {v[2], v[4], v[5]}});
     for (auto& row : w)
       weights.back().insert(weights.back().end(), row.begin(), row.end());
   }
@@ -249,7 +226,7 @@ DenseSolution SolveDense(const Network& network) {
     }
   }
   DenseSolution solution;
-  solution.q = Invert(normal);
+  solution.q = testing::DenseInverse(normal);
   solution.x.assign(u, 0.0);
   for (std::size_t a = 0; a < u; ++a) {
     for (std::size_t b = 0; b < u; ++b)

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "tools/zr-adjust/report/html_sections.h"
+#include "tools/zr-adjust/report/json_report.h"
 #include "tools/zr-adjust/report/svg_plot.h"
 
 namespace zradjust {
@@ -15,20 +16,7 @@ namespace {
 // A JSON string that is also safe inside a script element: '<' is escaped so that no name can
 // close the element.
 std::string ScriptJsonString(const std::string& text) {
-  std::string quoted = "\"";
-  for (unsigned char c : text) {
-    if (c == '"' || c == '\\') {
-      quoted += '\\';
-      quoted += static_cast<char>(c);
-    } else if (c < 0x20 || c == '<') {
-      char escaped[8];
-      std::snprintf(escaped, sizeof escaped, "\\u%04x", c);
-      quoted += escaped;
-    } else {
-      quoted += static_cast<char>(c);
-    }
-  }
-  return quoted + "\"";
+  return JsonString(text, true);
 }
 
 // The shortest decimal that reads back to the same double (null when not finite or missing):

@@ -3,33 +3,13 @@
 #include <cmath>
 #include <cstdio>
 
+#include "tools/zr-adjust/report/markup_text.h"
+
 namespace zradjust {
 
 std::string HtmlText(const std::string& text) {
-  std::string escaped;
-  escaped.reserve(text.size());
-  for (char c : text) {
-    switch (c) {
-      case '&':
-        escaped += "&amp;";
-        break;
-      case '<':
-        escaped += "&lt;";
-        break;
-      case '>':
-        escaped += "&gt;";
-        break;
-      case '"':
-        escaped += "&quot;";
-        break;
-      case '\'':
-        escaped += "&#39;";
-        break;
-      default:
-        escaped += c;
-    }
-  }
-  return escaped;
+  // The page escapes the apostrophe as well; the SVG drawing keeps it as written.
+  return EscapeMarkup(text, true);
 }
 
 ShownQuantity ShownCoordinate() {

@@ -17,13 +17,13 @@ std::string JsonNumber(double value) {
   return std::string(buffer, end.ptr);
 }
 
-std::string JsonString(const std::string& text) {
+std::string JsonString(const std::string& text, bool escapeLessThan) {
   std::string quoted = "\"";
   for (unsigned char c : text) {
     if (c == '"' || c == '\\') {
       quoted += '\\';
       quoted += static_cast<char>(c);
-    } else if (c < 0x20) {
+    } else if (c < 0x20 || (escapeLessThan && c == '<')) {
       char escaped[8];
       std::snprintf(escaped, sizeof escaped, "\\u%04x", c);
       quoted += escaped;

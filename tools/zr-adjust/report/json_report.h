@@ -22,7 +22,8 @@ void WriteJsonReport(std::ostream& out, const AdjustmentReport& report);
 // value as a JSON number with 17 significant digits, or null when it is not finite.
 std::string JsonNumber(double value);
 
-// text as a JSON string: quotes, backslashes and control characters escaped.
-std::string JsonString(const std::string& text);
+// text as a JSON string: quotes, backslashes and control characters escaped, and '<' as well
+// when escapeLessThan (a string inside an HTML script element, which no name may close).
+std::string JsonString(const std::string& text, bool escapeLessThan = false);
 
 }  // namespace zradjust

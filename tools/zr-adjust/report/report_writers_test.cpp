@@ -13,6 +13,7 @@
 #include "tools/zr-adjust/report/output_file.h"
 #include "tools/zr-adjust/report/report_samples.h"
 #include "tools/zr-adjust/report/svg_plot.h"
+#include "tools/zr-adjust/report/svg_support.h"
 #include "tools/zr-adjust/test_support.h"
 
 namespace zradjust {
@@ -20,15 +21,8 @@ namespace {
 
 using ::testing::HasSubstr;
 
-std::string Slurp(const std::string& path) {
-  std::ostringstream text;
-  text << std::ifstream(path, std::ios::binary).rdbuf();
-  return text.str();
-}
-
-// A scratch file of this process: other checkouts may run these tests at the same time.
 std::string Scratch(const std::string& name) {
-  return ::testing::TempDir() + "/zr_report_" + std::to_string(getpid()) + "_" + name;
+  return ScratchPath("zr_report_", name);
 }
 
 TEST(JsonReport, NumbersReadBackToTheSameDoubles) {
@@ -141,6 +135,27 @@ std::vector<std::array<double, 3>> DrawnEllipses(const std::string& svg) {
     ellipses.push_back({std::stod((*match)[1]), std::stod((*match)[2]), std::stod((*match)[3])});
   }
   return ellipses;
+}
+
+// The JSON document, the HTML page's data block and the SVG drawing escape names each as their
+// context needs: '<' only inside a script element, the apostrophe only on the HTML page.
+TEST(ReportText, EscapesNamesAsEachContextNeeds) {
+  struct Case {
+    std::string text, json, script, svg;
+  };
+  const Case cases[] = {
+      {"P1", "\"P1\"", "\"P1\"", "P1"},
+      {"a<b>&\"c'\\", "\"a<b>&\\\"c'\\\\\"", "\"a\\u003cb>&\\\"c'\\\\\"",
+       "a&lt;b&gt;&amp;&quot;c'\\"},
+      {"tab\there\x01", "\"tab\\u0009here\\u0001\"", "\"tab\\u0009here\\u0001\"", "tab\there\x01"},
+      {"Pf\xc3\xa4ler", "\"Pf\xc3\xa4ler\"", "\"Pf\xc3\xa4ler\"", "Pf\xc3\xa4ler"},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.text);
+    EXPECT_EQ(JsonString(c.text), c.json);
+    EXPECT_EQ(JsonString(c.text, true), c.script);
+    EXPECT_EQ(XmlText(c.text), c.svg);
+  }
 }
 
 TEST(SvgPlot, DrawsNinetyFivePercentEllipsesAtTheirBearingsWithRoundScaleBars) {

@@ -117,15 +117,7 @@ void WritePointsAndBars(std::ostream& out, const AdjustmentReport& report, const
           u, v - half, 2.0 * half, u - 4.0, v - half, u - 4.0, v + half,
           XmlText(point.name).c_str(), *point.deviation[0] * 1000.0);
     }
-    if (point.fixed[0]) {
-      out << Formatted("  <path d=\"M %.2f %.2f l 6 10.4 h -12 z\" fill=\"#000000\"/>\n", u,
-                       v - 6.9);
-    } else {
-      out << Formatted(
-          "  <circle cx=\"%.2f\" cy=\"%.2f\" r=\"3.5\" fill=\"#ffffff\" stroke=\"#000000\" "
-          "stroke-width=\"1.5\"/>\n",
-          u, v);
-    }
+    WritePointMark(out, u, v, point.fixed[0]);
     out << Formatted("  <text x=\"%.2f\" y=\"%.2f\">%s</text>\n", u + 7.0, v - 8.0,
                      XmlText(point.name).c_str());
   }

@@ -3,29 +3,12 @@
 #include <cmath>
 #include <cstdio>
 
+#include "tools/zr-adjust/report/markup_text.h"
+
 namespace zradjust {
 
 std::string XmlText(const std::string& text) {
-  std::string escaped;
-  for (char c : text) {
-    switch (c) {
-      case '&':
-        escaped += "&amp;";
-        break;
-      case '<':
-        escaped += "&lt;";
-        break;
-      case '>':
-        escaped += "&gt;";
-        break;
-      case '"':
-        escaped += "&quot;";
-        break;
-      default:
-        escaped += c;
-    }
-  }
-  return escaped;
+  return EscapeMarkup(text, false);
 }
 
 double RoundScaleLength(double limit) {
@@ -70,6 +53,17 @@ void WriteScaleBar(std::ostream& out, const char* id, double x, double y, double
   out << Formatted("  <text x=\"%.2f\" y=\"%.2f\">%s</text>\n", x + pixels + 10.0, y + 4.0,
                    XmlText(label).c_str());
   out << "  </g>\n";
+}
+
+void WritePointMark(std::ostream& out, double u, double v, bool fixed) {
+  if (fixed) {
+    out << Formatted("  <path d=\"M %.2f %.2f l 6 10.4 h -12 z\" fill=\"#000000\"/>\n", u, v - 6.9);
+  } else {
+    out << Formatted(
+        "  <circle cx=\"%.2f\" cy=\"%.2f\" r=\"3.5\" fill=\"#ffffff\" stroke=\"#000000\" "
+        "stroke-width=\"1.5\"/>\n",
+        u, v);
+  }
 }
 
 double RoundEnlargement(double largest, double pixelsPerMetre, double targetPixels) {

@@ -27,6 +27,9 @@ void WriteSvgHeader(std::ostream& out, double width, double height, double x,
 void WriteScaleBar(std::ostream& out, const char* id, double x, double y, double pixels,
                    const std::string& label, const char* colour);
 
+// A point's mark centred at (u, v): a black triangle when it is fixed, else an open circle.
+void WritePointMark(std::ostream& out, double u, double v, bool fixed);
+
 // The common enlargement of ellipses or error bars: a round number that draws the largest,
 // of largest metres at pixelsPerMetre, about targetPixels large; 1 when there is none.
 double RoundEnlargement(double largest, double pixelsPerMetre, double targetPixels);

@@ -152,9 +152,7 @@ TEST(DatumCofactors, FixedNetworkEqualsTheDenseInverse) {
   basis.held = {0, 1, 2};
   const std::size_t u = network.model.unknownCount;
   DatumCofactors cofactors(network.model, basis, EveryPair(u));
-  std::vector<std::size_t> kept;
-  for (std::size_t i = 3; i < u; ++i)
-    kept.push_back(i);
+  const std::vector<std::size_t> kept = testing::UnknownsFrom(3, u);
   const Dense reference =
       testing::DenseInverse(testing::DenseSubmatrix(testing::DenseNormal(network.model), kept));
   for (std::size_t i = 0; i < kept.size(); ++i)
@@ -200,9 +198,7 @@ TEST(DatumCofactors, DatumPointsSubsetEqualsTheDenseSTransformation) {
   basis.held = {0, 1, 2};
   DatumCofactors cofactors(network.model, basis, EveryPair(u));
 
-  std::vector<std::size_t> kept;
-  for (std::size_t i = 3; i < u; ++i)
-    kept.push_back(i);
+  const std::vector<std::size_t> kept = testing::UnknownsFrom(3, u);
   const Dense inner =
       testing::DenseInverse(testing::DenseSubmatrix(testing::DenseNormal(network.model), kept));
   Dense q(u, std::vector<double>(u, 0.0));

@@ -10,18 +10,25 @@ constexpr double epsilon = std::numeric_limits<double>::epsilon();
 constexpr double tiny = 1e-300;
 constexpr int seriesLimit = 100000;
 
+// One term of Lentz's method for a continued fraction with partial numerator `numerator` and
+// partial denominator `denominator`: updates the ratios c and d, each kept clear of zero, and
+// returns the term's factor c·d of the fraction's value.
+double LentzFactor(double numerator, double denominator, double& c, double& d) {
+  d = numerator * d + denominator;
+  if (std::fabs(d) < tiny) d = tiny;
+  c = denominator + numerator / c;
+  if (std::fabs(c) < tiny) c = tiny;
+  d = 1.0 / d;
+  return d * c;
+}
+
 // Lentz's evaluation of the continued fraction of Γ(a, x), x > a + 1.
 double UpperGammaFraction(double a, double x) {
   double b = x + 1.0 - a, c = 1.0 / tiny, d = 1.0 / b, h = d;
   for (int i = 1; i < seriesLimit; ++i) {
     const double an = -i * (i - a);
     b += 2.0;
-    d = an * d + b;
-    if (std::fabs(d) < tiny) d = tiny;
-    c = b + an / c;
-    if (std::fabs(c) < tiny) c = tiny;
-    d = 1.0 / d;
-    const double delta = d * c;
+    const double delta = LentzFactor(an, b, c, d);
     h *= delta;
     if (std::fabs(delta - 1.0) < epsilon) break;
   }
@@ -37,20 +44,9 @@ double BetaFraction(double x, double a, double b) {
   double h = d;
   for (int m = 1; m < seriesLimit; ++m) {
     const int m2 = 2 * m;
-    double aa = m * (b - m) * x / ((qam + m2) * (a + m2));
-    d = 1.0 + aa * d;
-    if (std::fabs(d) < tiny) d = tiny;
-    c = 1.0 + aa / c;
-    if (std::fabs(c) < tiny) c = tiny;
-    d = 1.0 / d;
-    h *= d * c;
-    aa = -(a + m) * (qab + m) * x / ((a + m2) * (qap + m2));
-    d = 1.0 + aa * d;
-    if (std::fabs(d) < tiny) d = tiny;
-    c = 1.0 + aa / c;
-    if (std::fabs(c) < tiny) c = tiny;
-    d = 1.0 / d;
-    const double delta = d * c;
+    // The even term, then the odd one.
+    h *= LentzFactor(m * (b - m) * x / ((qam + m2) * (a + m2)), 1.0, c, d);
+    const double delta = LentzFactor(-(a + m) * (qab + m) * x / ((a + m2) * (qap + m2)), 1.0, c, d);
     h *= delta;
     if (std::fabs(delta - 1.0) < epsilon) break;
   }

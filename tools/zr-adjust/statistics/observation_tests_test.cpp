@@ -116,9 +116,7 @@ TEST(ObservationTests, EqualTheDenseGeneralisedLeastSquaresReference) {
   const LinearModel model = PlanNetwork(9, true);
   DatumBasis basis;
   basis.held = {0, 1, 2};
-  std::vector<std::size_t> kept;
-  for (std::size_t i = 3; i < model.unknownCount; ++i)
-    kept.push_back(i);
+  const std::vector<std::size_t> kept = testing::UnknownsFrom(3, model.unknownCount);
   const DenseAdjustment dense = AdjustDensely(model, kept, Noise(model, 3));
   DatumCofactors cofactors(model, basis, {});
   const auto tests = TestObservations(model, cofactors, dense.residuals);
@@ -206,9 +204,7 @@ TEST(ObservationTests, APlantedBlunderHasTheLargestW) {
   const LinearModel model = PlanNetwork(9, false);
   DatumBasis basis;
   basis.held = {0, 1, 2};
-  std::vector<std::size_t> kept;
-  for (std::size_t i = 3; i < model.unknownCount; ++i)
-    kept.push_back(i);
+  const std::vector<std::size_t> kept = testing::UnknownsFrom(3, model.unknownCount);
   DatumCofactors cofactors(model, basis, {});
   for (std::size_t blunder : {std::size_t{0}, std::size_t{3}, std::size_t{11}}) {
     std::vector<double> l = Noise(model, 11);

@@ -6,6 +6,7 @@
 #include <cstddef>
 #include <vector>
 
+#include "tools/zr-adjust/dense_test_support.h"
 #include "tools/zr-adjust/statistics/linear_model.h"
 
 namespace zradjust::testing {
@@ -53,8 +54,6 @@ inline void AddDirection(LinearModel& model, const std::vector<std::vector<doubl
          sigma);
 }
 
-using Dense = std::vector<std::vector<double>>;
-
 inline Dense DenseNormal(const LinearModel& model) {
   const std::size_t u = model.unknownCount;
   Dense n(u, std::vector<double>(u, 0.0));
@@ -86,28 +85,13 @@ inline Dense DenseNormal(const LinearModel& model) {
   return n;
 }
 
-// The inverse of a symmetric positive definite matrix by Gauss-Jordan without pivoting.
-inline Dense DenseInverse(Dense a) {
-  const std::size_t n = a.size();
-  Dense inverse(n, std::vector<double>(n, 0.0));
-  for (std::size_t i = 0; i < n; ++i)
-    inverse[i][i] = 1.0;
-  for (std::size_t i = 0; i < n; ++i) {
-    const double pivot = a[i][i];
-    for (std::size_t j = 0; j < n; ++j) {
-      a[i][j] /= pivot;
-      inverse[i][j] /= pivot;
-    }
-    for (std::size_t r = 0; r < n; ++r)
-      if (r != i) {
-        const double f = a[r][i];
-        for (std::size_t j = 0; j < n; ++j) {
-          a[r][j] -= f * a[i][j];
-          inverse[r][j] -= f * inverse[i][j];
-        }
-      }
-  }
-  return inverse;
+// The unknowns first, first + 1, ..., count − 1: those a datum leaves free when it holds the
+// ones before first.
+inline std::vector<std::size_t> UnknownsFrom(std::size_t first, std::size_t count) {
+  std::vector<std::size_t> unknowns;
+  for (std::size_t i = first; i < count; ++i)
+    unknowns.push_back(i);
+  return unknowns;
 }
 
 // The rows and columns of a dense matrix that are kept.
