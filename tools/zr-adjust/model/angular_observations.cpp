@@ -1,5 +1,7 @@
 #include "tools/zr-adjust/model/angular_observations.h"
 
+#include "tools/zr-adjust/model/distance_observations.h"
+
 #include <cmath>
 #include <numbers>
 
@@ -67,16 +69,16 @@ void HorizontalAngle::Partials(std::map<ValueHandle, double>& partials) const {
 }
 
 double ZenithAngle::Computed() const {
-  double dx = to[0].object->Value - from[0].object->Value;
-  double dy = to[1].object->Value - from[1].object->Value;
-  double dz = to[2].object->Value + targetHeight - from[2].object->Value - instrumentHeight;
+  double d[3];
+  SightDifferences(from, to, instrumentHeight, targetHeight, d);
+  const double dx = d[0], dy = d[1], dz = d[2];
   return std::atan2(std::sqrt(dx * dx + dy * dy), dz);
 }
 
 void ZenithAngle::Partials(std::map<ValueHandle, double>& partials) const {
-  double dx = to[0].object->Value - from[0].object->Value;
-  double dy = to[1].object->Value - from[1].object->Value;
-  double dz = to[2].object->Value + targetHeight - from[2].object->Value - instrumentHeight;
+  double d[3];
+  SightDifferences(from, to, instrumentHeight, targetHeight, d);
+  const double dx = d[0], dy = d[1], dz = d[2];
   double horizontal = std::sqrt(dx * dx + dy * dy);
   double squared = horizontal * horizontal + dz * dz;
   double plan = dz / (horizontal * squared);

@@ -4,7 +4,8 @@
 
 namespace zradjust {
 
-void SlopeDistance::Differences(double (&difference)[3]) const {
+void SightDifferences(const ValueHandle (&from)[3], const ValueHandle (&to)[3],
+                      double instrumentHeight, double targetHeight, double (&difference)[3]) {
   difference[0] = to[0].object->Value - from[0].object->Value;
   difference[1] = to[1].object->Value - from[1].object->Value;
   if (instrumentHeight == 0.0 && targetHeight == 0.0) {
@@ -12,6 +13,10 @@ void SlopeDistance::Differences(double (&difference)[3]) const {
   } else {
     difference[2] = to[2].object->Value + targetHeight - from[2].object->Value - instrumentHeight;
   }
+}
+
+void SlopeDistance::Differences(double (&difference)[3]) const {
+  SightDifferences(from, to, instrumentHeight, targetHeight, difference);
 }
 
 double SlopeDistance::Computed() const {

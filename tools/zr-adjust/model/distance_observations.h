@@ -11,11 +11,16 @@
 
 namespace zradjust {
 
+// ΔX, ΔY and ΔZ = Zt + TH − Zf − IH of a sight from FROM (instrument height IH) to TO (target
+// height TH), at the current values; shared by the slope distance and the zenith angle.
+// Without heights ΔZ is Zt − Zf exactly, so a plain `dist` keeps the bits it always had.
+void SightDifferences(const ValueHandle (&from)[3], const ValueHandle (&to)[3],
+                      double instrumentHeight, double targetHeight, double (&difference)[3]);
+
 // Slope distance between two 3D points, the instrument height IH added at FROM and the target
 // height TH at TO: with ΔZ = Zt + TH − Zf − IH,
 //   c = sqrt(ΔX*ΔX + ΔY*ΔY + ΔZ*ΔZ), evaluated left to right,
 //   ∂c/∂Xt = ΔX/c, ∂c/∂Xf = −(ΔX/c), likewise Y and Z.
-// Without heights ΔZ is Zt − Zf exactly, so a plain `dist` keeps the bits it always had.
 struct SlopeDistance {
   ValueHandle from[3];
   ValueHandle to[3];
