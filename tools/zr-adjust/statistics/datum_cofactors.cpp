@@ -76,17 +76,18 @@ DatumCofactors::DatumCofactors(const LinearModel& model, const DatumBasis& basis
                                const std::vector<std::vector<std::size_t>>& blocks)
     : unknownCount(model.unknownCount),
       notDetermined(model.unknownCount, false),
-      normal(FormNormalEquations(model, LeftOut(model, basis), PatternPairs(model, blocks))),
-      factor(FactoriseDroppingWeakPivots(normal.matrix, weakPivotTolerance)),
-      inverse(factor) {
+      normal(FormNormalEquations(model, LeftOut(model, basis), PatternPairs(model, blocks))) {
+  SupernodalFactor factor = FactoriseDroppingWeakPivots(normal.matrix, weakPivotTolerance);
   for (std::size_t u : basis.undetermined)
     notDetermined[u] = true;
   for (std::size_t k = 0; k < factor.size; ++k)
     if (factor.dropped[k]) notDetermined[normal.unknownOf[factor.order[k]]] = true;
-  PrepareTransformation(basis);
+  PrepareTransformation(basis, factor);
+  inverse.emplace(std::move(factor));
 }
 
-void DatumCofactors::PrepareTransformation(const DatumBasis& basis) {
+void DatumCofactors::PrepareTransformation(const DatumBasis& basis,
+                                           const SupernodalFactor& factor) {
   defect = basis.motions.size();
   if (defect == 0) return;
   const std::size_t d = defect, u = unknownCount;
@@ -138,7 +139,7 @@ double DatumCofactors::MinimalDatum(std::size_t a, std::size_t b) const {
   const std::size_t ca = normal.columnOf[a], cb = normal.columnOf[b];
   if (ca == NormalEquations::NotInSystem || cb == NormalEquations::NotInSystem) return 0.0;
   if (notDetermined[a] || notDetermined[b]) return 0.0;
-  return inverse.Entry(ca, cb);
+  return inverse->Entry(ca, cb);
 }
 
 double DatumCofactors::InDatum(std::size_t a, std::size_t b) const {

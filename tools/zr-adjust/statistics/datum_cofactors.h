@@ -10,13 +10,14 @@
 // with W from d solves with the factor. Nothing of size u² is formed.
 
 #include <cstddef>
+#include <optional>
 #include <vector>
 
 #include "tools/zr-adjust/statistics/datum_basis.h"
-#include "tools/zr-adjust/statistics/ldl_factor.h"
 #include "tools/zr-adjust/statistics/linear_model.h"
 #include "tools/zr-adjust/statistics/normal_equations.h"
 #include "tools/zr-adjust/statistics/selected_inverse.h"
+#include "tools/zr-adjust/statistics/supernodal_factor.h"
 
 namespace zradjust {
 
@@ -45,13 +46,13 @@ class DatumCofactors {
   double InDatum(std::size_t a, std::size_t b) const;
 
  private:
-  void PrepareTransformation(const DatumBasis& basis);
+  // Needs the factor for d solves before the selected inverse takes its place.
+  void PrepareTransformation(const DatumBasis& basis, const SupernodalFactor& factor);
 
   std::size_t unknownCount;
   std::vector<bool> notDetermined;
   NormalEquations normal;
-  LdlFactor factor;
-  SelectedInverse inverse;
+  std::optional<SelectedInverse> inverse;
   // d, and G, W (unknownCount × d, row-major), M (d × d).
   std::size_t defect = 0;
   std::vector<double> motion;

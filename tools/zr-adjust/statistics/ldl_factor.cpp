@@ -1,42 +1,16 @@
 #include "tools/zr-adjust/statistics/ldl_factor.h"
 
-#include <omp.h>
 #include <suitesparse/cholmod.h>
 
 #include <cmath>
 #include <stdexcept>
 
+#include "tools/zr-adjust/statistics/cholmod_input.h"
+
 namespace zradjust {
 namespace {
 
 constexpr std::size_t None = static_cast<std::size_t>(-1);
-
-// The upper triangle of N as CHOLMOD takes it (its pattern alone, or with the values), rows
-// ascending; null when it cannot be allocated.
-cholmod_sparse* UpperTriangle(const SymmetricSparse& n, bool withValues, cholmod_common& common) {
-  std::size_t upperCount = 0;
-  for (std::size_t c = 0; c < n.size; ++c)
-    for (std::size_t p = n.columnStart[c]; p < n.columnStart[c + 1]; ++p)
-      if (n.rowIndex[p] <= c) ++upperCount;
-  cholmod_sparse* upper =
-      cholmod_l_allocate_sparse(n.size, n.size, upperCount, true, true, 1,
-                                withValues ? CHOLMOD_REAL : CHOLMOD_PATTERN, &common);
-  if (upper == nullptr) return nullptr;
-  auto* start = static_cast<SuiteSparse_long*>(upper->p);
-  auto* rows = static_cast<SuiteSparse_long*>(upper->i);
-  auto* values = static_cast<double*>(upper->x);
-  std::size_t written = 0;
-  for (std::size_t c = 0; c < n.size; ++c) {
-    start[c] = static_cast<SuiteSparse_long>(written);
-    for (std::size_t p = n.columnStart[c]; p < n.columnStart[c + 1]; ++p) {
-      if (n.rowIndex[p] > c) continue;
-      if (withValues) values[written] = n.value[p];
-      rows[written++] = static_cast<SuiteSparse_long>(n.rowIndex[p]);
-    }
-  }
-  start[n.size] = static_cast<SuiteSparse_long>(written);
-  return upper;
-}
 
 // The fill-reducing order of CHOLMOD's analysis on N's pattern: it tries approximate minimum
 // degree and, where that fills much, nested dissection, and keeps the better. On the generated
@@ -120,133 +94,6 @@ void CompactColumns(const std::vector<std::size_t>& filled, LdlFactor& f) {
   f.value.shrink_to_fit();
 }
 
-// Whether the rows of every column of L below any of its rows i are all in column i as well.
-// It suffices to look at each column's first row (its parent in the elimination tree): if the
-// rest of column j lies in column parent(j), the rest of the closure follows up the tree. Each
-// column is marked once and compared with each of its children once.
-bool PatternIsClosed(const LdlFactor& f) {
-  std::vector<std::size_t> childStart(f.size + 1, 0), children(f.size), mark(f.size, None);
-  for (std::size_t j = 0; j < f.size; ++j)
-    if (f.columnStart[j] < f.columnStart[j + 1]) ++childStart[f.rowIndex[f.columnStart[j]] + 1];
-  for (std::size_t i = 0; i < f.size; ++i)
-    childStart[i + 1] += childStart[i];
-  std::vector<std::size_t> next(childStart.begin(), childStart.end() - 1);
-  for (std::size_t j = 0; j < f.size; ++j)
-    if (f.columnStart[j] < f.columnStart[j + 1]) children[next[f.rowIndex[f.columnStart[j]]]++] = j;
-  for (std::size_t i = 0; i < f.size; ++i) {
-    for (std::size_t p = f.columnStart[i]; p < f.columnStart[i + 1]; ++p)
-      mark[f.rowIndex[p]] = i;
-    for (std::size_t c = childStart[i]; c < childStart[i + 1]; ++c) {
-      const std::size_t j = children[c];
-      for (std::size_t p = f.columnStart[j] + 1; p < f.columnStart[j + 1]; ++p)
-        if (mark[f.rowIndex[p]] != i) return false;
-    }
-  }
-  return true;
-}
-
-// Takes a simplicial, packed LDLᵀ factor of P·N·Pᵀ (diagonal first in each column, holding D)
-// into f; false, leaving f unusable, when a pivot is weak by the elimination's own rule, an
-// entry is not finite, or the layout or the pattern is not what the selected inverse needs.
-bool TakeFactor(const cholmod_factor& l, const SymmetricSparse& n, double relativeTolerance,
-                LdlFactor& f) {
-  const auto* permutation = static_cast<const SuiteSparse_long*>(l.Perm);
-  const auto* start = static_cast<const SuiteSparse_long*>(l.p);
-  const auto* count = static_cast<const SuiteSparse_long*>(l.nz);
-  const auto* rows = static_cast<const SuiteSparse_long*>(l.i);
-  const auto* values = static_cast<const double*>(l.x);
-  const std::size_t size = n.size;
-  f.size = size;
-  f.order.resize(size);
-  f.positionOf.resize(size);
-  for (std::size_t k = 0; k < size; ++k) {
-    f.order[k] = static_cast<std::size_t>(permutation[k]);
-    f.positionOf[f.order[k]] = k;
-  }
-  std::size_t entryCount = 0;
-  for (std::size_t k = 0; k < size; ++k)
-    entryCount += static_cast<std::size_t>(count[k]);
-  f.columnStart.assign(1, 0);
-  f.rowIndex.clear();
-  f.value.clear();
-  f.rowIndex.reserve(entryCount);  // the diagonal entries are left out: at most this many
-  f.value.reserve(entryCount);
-  f.diagonal.assign(size, 0.0);
-  f.dropped.assign(size, false);
-  for (std::size_t k = 0; k < size; ++k) {
-    const std::size_t column = f.order[k];
-    double ownDiagonal = 0.0;  // summed as the elimination sums it
-    for (std::size_t p = n.columnStart[column]; p < n.columnStart[column + 1]; ++p)
-      if (n.rowIndex[p] == column) ownDiagonal += n.value[p];
-    const auto first = static_cast<std::size_t>(start[k]);
-    const std::size_t end = first + static_cast<std::size_t>(count[k]);
-    if (end == first || static_cast<std::size_t>(rows[first]) != k) return false;
-    const double pivot = values[first];
-    if (!(pivot > relativeTolerance * ownDiagonal) || !std::isfinite(pivot) || ownDiagonal <= 0.0)
-      return false;
-    f.diagonal[k] = pivot;
-    std::size_t previous = k;
-    for (std::size_t p = first + 1; p < end; ++p) {
-      const auto row = static_cast<std::size_t>(rows[p]);
-      if (row <= previous || row >= size || !std::isfinite(values[p])) return false;
-      f.rowIndex.push_back(row);
-      f.value.push_back(values[p]);
-      previous = row;
-    }
-    f.columnStart.push_back(f.rowIndex.size());
-  }
-  return PatternIsClosed(f);
-}
-
-// Keeps the dense kernels of the supernodal factorisation on the calling thread while it lives.
-// The factorisation makes hundreds of thousands of small BLAS calls; a BLAS that starts an
-// OpenMP team for each of them spends far more on starting and joining the teams than on the
-// arithmetic (on the 100,000-point network: a minute per factorisation instead of 4 s on two
-// busy cores), and a descheduled team member stalls every call. The host's own setting is
-// restored afterwards.
-class OneThreadForTheDenseKernels {
- public:
-  OneThreadForTheDenseKernels() : previous(omp_get_max_threads()) { omp_set_num_threads(1); }
-  ~OneThreadForTheDenseKernels() { omp_set_num_threads(previous); }
-  OneThreadForTheDenseKernels(const OneThreadForTheDenseKernels&) = delete;
-  OneThreadForTheDenseKernels& operator=(const OneThreadForTheDenseKernels&) = delete;
-
- private:
-  int previous;
-};
-
-// The blocked factorisation: CHOLMOD's supernodal LLᵀ (dense kernels from the system's BLAS and
-// LAPACK) with the same analysis as FillReducingOrder, turned into simplicial LDLᵀ. It does not
-// drop anything, so it is only used when it succeeds and no pivot is weak; false otherwise.
-//
-// Its pattern is the supernodal one: each column holds its supernode's rows from the column
-// down, and a supernode's rows below its own columns are all in its parent supernode (the one
-// holding the first of them), so the pattern is closed like the elimination's own, with
-// explicit zeros where supernodes were merged. PatternIsClosed checks it anyway: the selected
-// inverse would otherwise read entries that are not there.
-bool FactoriseSupernodal(const SymmetricSparse& n, double relativeTolerance, LdlFactor& f) {
-  const OneThreadForTheDenseKernels oneThread;
-  cholmod_common common;
-  cholmod_l_start(&common);
-  common.supernodal = CHOLMOD_SUPERNODAL;
-  common.print = 0;
-  cholmod_sparse* upper = UpperTriangle(n, true, common);
-  cholmod_factor* l = upper != nullptr ? cholmod_l_analyze(upper, &common) : nullptr;
-  bool factorised = l != nullptr && common.status == CHOLMOD_OK;
-  factorised = factorised && cholmod_l_factorize(upper, l, &common) &&
-               common.status == CHOLMOD_OK && l->minor == n.size;
-  // To simplicial LDLᵀ, packed, columns in order: D = diag(L)², each column divided by its
-  // diagonal entry.
-  factorised = factorised &&
-               cholmod_l_change_factor(CHOLMOD_REAL, false, false, true, true, l, &common) &&
-               common.status == CHOLMOD_OK;
-  const bool taken = factorised && TakeFactor(*l, n, relativeTolerance, f);
-  cholmod_l_free_factor(&l, &common);
-  cholmod_l_free_sparse(&upper, &common);
-  cholmod_l_finish(&common);
-  return taken;
-}
-
 }  // namespace
 
 LdlFactor FactoriseRowByRow(const SymmetricSparse& n, double relativeTolerance) {
@@ -319,30 +166,6 @@ LdlFactor FactoriseRowByRow(const SymmetricSparse& n, double relativeTolerance) 
   }
   CompactColumns(filled, f);
   return f;
-}
-
-LdlFactor FactoriseDroppingWeakPivots(const SymmetricSparse& n, double relativeTolerance) {
-  LdlFactor f;
-  if (n.size > 0 && FactoriseSupernodal(n, relativeTolerance, f)) return f;
-  return FactoriseRowByRow(n, relativeTolerance);
-}
-
-std::vector<double> SolveWithFactor(const LdlFactor& f, const std::vector<double>& b) {
-  std::vector<double> z(f.size);
-  for (std::size_t k = 0; k < f.size; ++k)
-    z[k] = b[f.order[k]];
-  for (std::size_t k = 0; k < f.size; ++k)  // L·z = P·b, column by column
-    for (std::size_t p = f.columnStart[k]; p < f.columnStart[k + 1]; ++p)
-      z[f.rowIndex[p]] -= f.value[p] * z[k];
-  for (std::size_t k = 0; k < f.size; ++k)  // D
-    z[k] = f.dropped[k] ? 0.0 : z[k] / f.diagonal[k];
-  for (std::size_t k = f.size; k-- > 0;)  // Lᵀ·z
-    for (std::size_t p = f.columnStart[k]; p < f.columnStart[k + 1]; ++p)
-      z[k] -= f.value[p] * z[f.rowIndex[p]];
-  std::vector<double> x(f.size);
-  for (std::size_t k = 0; k < f.size; ++k)
-    x[f.order[k]] = f.dropped[k] ? 0.0 : z[k];
-  return x;
 }
 
 }  // namespace zradjust

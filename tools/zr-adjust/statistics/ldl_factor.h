@@ -29,22 +29,10 @@ struct LdlFactor {
   std::vector<bool> dropped;
 };
 
-// Factorises P·N·Pᵀ = L·D·Lᵀ. The ordering is that of the whole pattern of N (explicit
-// zeros included), so that every entry of N's pattern is in the pattern of L + Lᵀ. Nothing of
-// N is checked; a non-finite pivot counts as weak.
-//
-// A blocked (supernodal) Cholesky factorisation is tried first; when it succeeds with no weak
-// pivot, its factor is returned in this form (its pattern may hold explicit zeros, and is
-// closed). Otherwise the result is exactly that of FactoriseRowByRow: which pivots are weak,
-// and so which unknowns are dropped, is always decided by the row-by-row elimination.
-LdlFactor FactoriseDroppingWeakPivots(const SymmetricSparse& n, double relativeTolerance);
-
-// The row-by-row elimination alone, with the same order and contract as above: a weak pivot
-// is dropped as soon as it is met and the rest is factorised without its row and column.
+// Factorises P·N·Pᵀ = L·D·Lᵀ row by row, in the fill-reducing order of the whole pattern of N
+// (explicit zeros included), so that every entry of N's pattern is in the pattern of L + Lᵀ.
+// A weak pivot is dropped as soon as it is met and the rest is factorised without its row and
+// column. Nothing of N is checked; a non-finite pivot counts as weak.
 LdlFactor FactoriseRowByRow(const SymmetricSparse& n, double relativeTolerance);
-
-// x = N⁻¹·b on the factorised part (entries of dropped columns of x are zero); b and x are
-// in the numbering of N's columns, b.size() == factor.size.
-std::vector<double> SolveWithFactor(const LdlFactor& factor, const std::vector<double>& b);
 
 }  // namespace zradjust

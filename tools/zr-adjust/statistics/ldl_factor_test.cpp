@@ -2,12 +2,14 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 #include <random>
 
 #include "tools/zr-adjust/statistics/normal_equations.h"
 #include "tools/zr-adjust/statistics/selected_inverse.h"
 #include "tools/zr-adjust/statistics/statistics_test_support.h"
+#include "tools/zr-adjust/statistics/supernodal_factor.h"
 
 namespace zradjust {
 namespace {
@@ -90,51 +92,63 @@ TEST(FactoriseDroppingWeakPivots, WeakPivotsAreDecidedByTheRowByRowElimination) 
   };
   for (const Case& c : cases) {
     SCOPED_TRACE(c.name);
-    const LdlFactor rowByRow = FactoriseRowByRow(c.n, tolerance);
-    const LdlFactor factor = FactoriseDroppingWeakPivots(c.n, tolerance);
+    const SupernodalFactor rowByRow = FromRowByRow(FactoriseRowByRow(c.n, tolerance));
+    const SupernodalFactor factor = FactoriseDroppingWeakPivots(c.n, tolerance);
     std::size_t droppedCount = 0;
     for (bool dropped : factor.dropped)
       droppedCount += dropped ? 1 : 0;
     EXPECT_EQ(droppedCount, c.droppedCount);
     EXPECT_EQ(factor.dropped, rowByRow.dropped);
     EXPECT_EQ(factor.order, rowByRow.order);
-    EXPECT_EQ(factor.columnStart, rowByRow.columnStart);
+    EXPECT_EQ(factor.firstColumn, rowByRow.firstColumn);
     EXPECT_EQ(factor.rowIndex, rowByRow.rowIndex);
-    EXPECT_EQ(factor.value, rowByRow.value);
-    EXPECT_EQ(factor.diagonal, rowByRow.diagonal);
+    ASSERT_EQ(factor.valueStart, rowByRow.valueStart);
+    EXPECT_TRUE(std::equal(factor.value.get(), factor.value.get() + factor.valueStart.back(),
+                           rowByRow.value.get()));
   }
 }
 
-TEST(FactoriseDroppingWeakPivots, BlockedFactorAgreesWithTheRowByRowElimination) {
+TEST(SelectedInverse, BothFactorisationsGiveTheDenseInverseOnThePattern) {
   // The four corner points held, so that nothing is weak and N is well conditioned: the
-  // blocked factorisation is taken, and D and the selected inverse on N's pattern must agree
-  // with those of the row-by-row elimination in the same order to a few rounding errors.
-  // (With a minimal datum, far from most points, N is ill conditioned and the two roundings
-  // differ by its condition number times the precision.)
+  // blocked factorisation is taken. Its selected inverse, and that of the row-by-row
+  // elimination's supernodes, must equal the dense inverse on N's pattern to a few rounding
+  // errors. The grid is large enough for subtrees to be worked on as separate tasks, with
+  // supernodes of one to several points and parents of every width. (With a minimal datum,
+  // far from most points, N is ill conditioned and the roundings differ by its condition
+  // number times the precision.)
   const std::size_t side = 10, last = side * side - 1;
   std::vector<std::size_t> held;
   for (std::size_t corner : {std::size_t{0}, side - 1, last - (side - 1), last})
     for (std::size_t axis = 0; axis < 3; ++axis)
       held.push_back(3 * corner + axis);
-  const SymmetricSparse n = NormalMatrix(GridNetwork(side), held);
+  const LinearModel model = GridNetwork(side);
+  const SymmetricSparse n = NormalMatrix(model, held);
   ASSERT_EQ(n.size, 288u);
-  const LdlFactor rowByRow = FactoriseRowByRow(n, tolerance);
-  const LdlFactor factor = FactoriseDroppingWeakPivots(n, tolerance);
-  ASSERT_EQ(factor.order, rowByRow.order);
-  // Not the same bits: otherwise the blocked path was not taken and nothing is compared.
-  EXPECT_TRUE(factor.diagonal != rowByRow.diagonal || factor.value != rowByRow.value ||
-              factor.rowIndex != rowByRow.rowIndex);
-  for (std::size_t k = 0; k < n.size; ++k) {
-    EXPECT_FALSE(factor.dropped[k]);
-    EXPECT_NEAR(factor.diagonal[k], rowByRow.diagonal[k], 1e-13 * rowByRow.diagonal[k]) << k;
+  std::vector<std::size_t> kept;
+  for (std::size_t u = 0; u < model.unknownCount; ++u)
+    if (std::find(held.begin(), held.end(), u) == held.end()) kept.push_back(u);
+  const testing::Dense expected =
+      testing::DenseInverse(testing::DenseSubmatrix(testing::DenseNormal(model), kept));
+  SupernodalFactor blocked = FactoriseDroppingWeakPivots(n, tolerance);
+  SupernodalFactor rowByRow = FromRowByRow(FactoriseRowByRow(n, tolerance));
+  // Not the same supernodes: otherwise the blocked path was not taken and nothing is compared.
+  ASSERT_NE(blocked.firstColumn, rowByRow.firstColumn);
+  ASSERT_EQ(blocked.order, rowByRow.order);
+  struct Case {
+    const char* name;
+    SupernodalFactor factor;
+  };
+  Case cases[] = {{"blocked", std::move(blocked)}, {"row by row", std::move(rowByRow)}};
+  for (Case& c : cases) {
+    SCOPED_TRACE(c.name);
+    const SelectedInverse inverse(std::move(c.factor));
+    for (std::size_t a = 0; a < n.size; ++a)
+      for (std::size_t p = n.columnStart[a]; p < n.columnStart[a + 1]; ++p) {
+        const std::size_t b = n.rowIndex[p];
+        const double scale = std::sqrt(expected[a][a] * expected[b][b]);
+        EXPECT_NEAR(inverse.Entry(a, b), expected[a][b], 1e-12 * scale) << a << " " << b;
+      }
   }
-  const SelectedInverse expected(rowByRow), inverse(factor);
-  for (std::size_t a = 0; a < n.size; ++a)
-    for (std::size_t p = n.columnStart[a]; p < n.columnStart[a + 1]; ++p) {
-      const std::size_t b = n.rowIndex[p];
-      const double scale = std::sqrt(expected.Entry(a, a) * expected.Entry(b, b));
-      EXPECT_NEAR(inverse.Entry(a, b), expected.Entry(a, b), 1e-13 * scale) << a << " " << b;
-    }
 }
 
 }  // namespace

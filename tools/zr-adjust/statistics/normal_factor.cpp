@@ -1,6 +1,6 @@
 #include "tools/zr-adjust/statistics/normal_factor.h"
 
-#include "tools/zr-adjust/statistics/ldl_factor.h"
+#include "tools/zr-adjust/statistics/supernodal_factor.h"
 #include "tools/zr-adjust/statistics/normal_equations.h"
 
 namespace zradjust {
@@ -12,7 +12,7 @@ std::vector<std::size_t> WeakUnknowns(const LinearModel& model,
   for (std::size_t unknown : leftOut)
     isLeftOut[unknown] = true;
   const NormalEquations normal = FormNormalEquations(model, isLeftOut, {});
-  const LdlFactor factor = FactoriseDroppingWeakPivots(normal.matrix, relativeTolerance);
+  const SupernodalFactor factor = FactoriseDroppingWeakPivots(normal.matrix, relativeTolerance);
   std::vector<bool> weak(model.unknownCount, false);
   for (std::size_t k = 0; k < factor.size; ++k)
     if (factor.dropped[k]) weak[normal.unknownOf[factor.order[k]]] = true;

@@ -4,7 +4,7 @@
 
 #include <random>
 
-#include "tools/zr-adjust/statistics/ldl_factor.h"
+#include "tools/zr-adjust/statistics/supernodal_factor.h"
 #include "tools/zr-adjust/statistics/normal_equations.h"
 #include "tools/zr-adjust/statistics/statistics_test_support.h"
 
@@ -87,7 +87,7 @@ TEST(WeakUnknowns, DroppedPivotsLeaveTheFactorOfTheRest) {
   // exactly those unknowns removed; the reference is a dense inverse of that submatrix.
   const LinearModel plan = PlanDistances(8, 2);
   const NormalEquations normal = FormNormalEquations(plan, {}, {});
-  const LdlFactor factor = FactoriseDroppingWeakPivots(normal.matrix, 1e-10);
+  const SupernodalFactor factor = FactoriseDroppingWeakPivots(normal.matrix, 1e-10);
   std::vector<std::size_t> kept;
   for (std::size_t c = 0; c < factor.size; ++c)
     if (!factor.dropped[factor.positionOf[c]]) kept.push_back(c);

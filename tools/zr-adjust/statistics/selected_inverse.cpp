@@ -1,113 +1,202 @@
 #include "tools/zr-adjust/statistics/selected_inverse.h"
 
 #include <algorithm>
+#include <atomic>
 #include <stdexcept>
+#include <utility>
+#include <vector>
+
+// The dense kernels, from the BLAS and LAPACK the program links (Fortran interface, column-major,
+// with the lengths of the character arguments at the end).
+extern "C" {
+void dtrsm_(const char* side, const char* triangle, const char* transposed, const char* diagonal,
+            const int* rows, const int* columns, const double* alpha, const double* a,
+            const int* aLeading, double* b, const int* bLeading, std::size_t, std::size_t,
+            std::size_t, std::size_t);
+void dsymm_(const char* side, const char* triangle, const int* rows, const int* columns,
+            const double* alpha, const double* a, const int* aLeading, const double* b,
+            const int* bLeading, const double* beta, double* c, const int* cLeading, std::size_t,
+            std::size_t);
+void dgemm_(const char* aTransposed, const char* bTransposed, const int* rows, const int* columns,
+            const int* inner, const double* alpha, const double* a, const int* aLeading,
+            const double* b, const int* bLeading, const double* beta, double* c,
+            const int* cLeading, std::size_t, std::size_t);
+void dpotri_(const char* triangle, const int* order, double* a, const int* aLeading, int* info,
+             std::size_t);
+}
 
 namespace zradjust {
 namespace {
 
-constexpr std::ptrdiff_t absent = -1;
+constexpr std::size_t none = static_cast<std::size_t>(-1);
 
-std::size_t CountOf(const LdlFactor& f, std::size_t k) {
-  return f.columnStart[k + 1] - f.columnStart[k];
+// A subtree this much smaller than the whole tree (in multiply-adds) is not worth a task of
+// its own: its supernodes are done by the thread that reaches it.
+constexpr double smallestTaskShare = 1.0 / 256.0;
+
+struct Scratch {
+  std::vector<double> below;          // Z(R,R), m × m, lower triangle
+  std::vector<double> product;        // Z(R,J), m × c
+  std::vector<std::size_t> position;  // per row of R: its place among a parent's rows
+};
+
+// Gathers Z(R,R) of supernode s (lower triangle, column-major m × m) from the supernodes that
+// hold the rows of R, all of them done already. For each run of rows of R that are columns of
+// one supernode k, the rows of R from that run on are rows of k (closure): their places in k
+// are found by one merge, and each column of the run is then copied by those places. False
+// when a row is not where closure puts it.
+bool GatherBelow(const SupernodalFactor& z, std::size_t s, Scratch& scratch) {
+  const std::size_t c = z.ColumnCount(s), m = z.RowCount(s) - c;
+  const std::size_t* below = z.rowIndex.data() + z.rowStart[s] + c;
+  scratch.below.resize(m * m);
+  scratch.position.resize(m);
+  for (std::size_t a = 0; a < m;) {
+    const std::size_t k = z.supernodeOf[below[a]];
+    const std::size_t kRowCount = z.RowCount(k), kFirst = z.firstColumn[k];
+    const std::size_t kEnd = z.firstColumn[k + 1];
+    const std::size_t* kRows = z.rowIndex.data() + z.rowStart[k];
+    std::size_t p = below[a] - kFirst;
+    for (std::size_t b = a; b < m; ++b) {
+      while (p < kRowCount && kRows[p] < below[b])
+        ++p;
+      if (p == kRowCount || kRows[p] != below[b]) return false;
+      scratch.position[b] = p;
+    }
+    const double* kBlock = z.Block(k);
+    std::size_t runEnd = a;
+    for (; runEnd < m && below[runEnd] < kEnd; ++runEnd) {
+      // Column below[runEnd] of Z, rows below[runEnd ..] of R.
+      const double* column = kBlock + (below[runEnd] - kFirst) * kRowCount;
+      double* target = scratch.below.data() + runEnd * m;
+      for (std::size_t b = runEnd; b < m; ++b)
+        target[b] = column[scratch.position[b]];
+    }
+    a = runEnd;
+  }
+  return true;
 }
 
-// Column k continues a supernode in column k + 1 when its pattern is k + 1 followed by that of
-// column k + 1 (closure makes equal counts enough).
-bool ContinuesInto(const LdlFactor& f, std::size_t k) {
-  return k + 1 < f.size && !f.dropped[k] && !f.dropped[k + 1] && CountOf(f, k) > 0 &&
-         f.rowIndex[f.columnStart[k]] == k + 1 && CountOf(f, k) == CountOf(f, k + 1) + 1;
+// Overwrites the block of supernode s, [L(J,J); L(R,J)], with [Z(J,J); Z(R,J)]. False when
+// the pattern is not closed.
+bool InvertSupernode(SupernodalFactor& z, std::size_t s, Scratch& scratch) {
+  double* block = z.Block(s);
+  if (z.dropped[z.firstColumn[s]]) {  // a dropped column is a supernode of one, held
+    block[0] = 0.0;
+    return true;
+  }
+  const int c = static_cast<int>(z.ColumnCount(s)), r = static_cast<int>(z.RowCount(s));
+  const int m = r - c;
+  const double one = 1.0, minusOne = -1.0, zero = 0.0;
+  double* lowerBlock = block + c;  // L(R,J), then B, then Z(R,J); leading dimension r
+  if (m > 0) {
+    if (!GatherBelow(z, s, scratch)) return false;
+    // B = L(R,J)·L(J,J)⁻¹, in place.
+    dtrsm_("R", "L", "N", "N", &m, &c, &one, block, &r, lowerBlock, &r, 1, 1, 1, 1);
+    // Z(R,J) = −Z(R,R)·B.
+    scratch.product.resize(static_cast<std::size_t>(m) * static_cast<std::size_t>(c));
+    dsymm_("L", "L", &m, &c, &minusOne, scratch.below.data(), &m, lowerBlock, &r, &zero,
+           scratch.product.data(), &m, 1, 1);
+  }
+  // Z(J,J) = (L(J,J)·L(J,J)ᵀ)⁻¹ − Bᵀ·Z(R,J), lower triangle (the upper one is not read).
+  int info = 0;
+  dpotri_("L", &c, block, &r, &info, 1);
+  if (m > 0) {
+    dgemm_("T", "N", &c, &c, &m, &minusOne, lowerBlock, &r, scratch.product.data(), &m, &one, block,
+           &r, 1, 1);
+    for (int j = 0; j < c; ++j)
+      std::copy_n(scratch.product.data() + static_cast<std::size_t>(j) * m, m,
+                  lowerBlock + static_cast<std::size_t>(j) * r);
+  }
+  return true;
+}
+
+// The supernodal elimination tree: each supernode's children, and the multiply-adds of its
+// whole subtree (to decide which subtrees are worth a task).
+struct SupernodeTree {
+  std::vector<std::size_t> childStart, children, roots;
+  std::vector<double> work;
+};
+
+SupernodeTree Tree(const SupernodalFactor& z) {
+  SupernodeTree tree;
+  const std::size_t count = z.supernodeCount;
+  std::vector<std::size_t> parent(count, none);
+  tree.childStart.assign(count + 1, 0);
+  tree.work.assign(count, 0.0);
+  for (std::size_t s = 0; s < count; ++s) {
+    const double c = static_cast<double>(z.ColumnCount(s)), r = static_cast<double>(z.RowCount(s));
+    tree.work[s] += r * r * c;
+    if (z.RowCount(s) > z.ColumnCount(s)) {
+      parent[s] = z.supernodeOf[z.rowIndex[z.rowStart[s] + z.ColumnCount(s)]];
+      tree.work[parent[s]] += tree.work[s];  // parents come after their children
+      ++tree.childStart[parent[s] + 1];
+    } else {
+      tree.roots.push_back(s);
+    }
+  }
+  for (std::size_t s = 0; s < count; ++s)
+    tree.childStart[s + 1] += tree.childStart[s];
+  tree.children.resize(tree.childStart[count]);
+  std::vector<std::size_t> next(tree.childStart.begin(), tree.childStart.end() - 1);
+  for (std::size_t s = 0; s < count; ++s)
+    if (parent[s] != none) tree.children[next[parent[s]]++] = s;
+  return tree;
+}
+
+// Works down the subtree under root, parents before children; a child subtree of at least
+// smallestTask multiply-adds becomes a task of its own for any thread of the team.
+void InvertSubtree(SupernodalFactor& z, const SupernodeTree& tree, std::size_t root,
+                   double smallestTask, std::atomic<bool>& closed) {
+  Scratch scratch;
+  std::vector<std::size_t> pending{root};
+  while (!pending.empty()) {
+    const std::size_t s = pending.back();
+    pending.pop_back();
+    if (!InvertSupernode(z, s, scratch)) closed = false;
+    for (std::size_t q = tree.childStart[s]; q < tree.childStart[s + 1]; ++q) {
+      const std::size_t child = tree.children[q];
+      if (tree.work[child] >= smallestTask) {
+#pragma omp task default(none) firstprivate(child) shared(z, tree, smallestTask, closed)
+        InvertSubtree(z, tree, child, smallestTask, closed);
+      } else {
+        pending.push_back(child);
+      }
+    }
+  }
 }
 
 }  // namespace
 
-// The columns are taken a supernode at a time (consecutive columns first .. last whose
-// patterns below last are the same rows R). Z(R, R), which every column of the supernode
-// needs, is gathered once into a dense block, and each column's Z(R, t) is then a dense
-// product with it; within the supernode the entries sit at known offsets. For a 3D network
-// the coordinates of one point form such a supernode at least, which saves two of three
-// gathers and makes the products contiguous.
-SelectedInverse::SelectedInverse(const LdlFactor& f)
-    : factor(f), lower(f.value.size(), 0.0), diagonal(f.size, 0.0) {
-  std::vector<std::ptrdiff_t> positionInBelow(f.size, absent);
-  std::vector<double> block, z;
-  for (std::size_t last = f.size; last-- > 0;) {
-    std::size_t first = last;
-    while (first > 0 && ContinuesInto(f, first - 1))
-      --first;
-    if (f.dropped[last]) continue;  // a dropped column is a supernode of its own
-    // R: the rows of column last.
-    const std::size_t rBegin = f.columnStart[last], m = CountOf(f, last);
-    for (std::size_t b = 0; b < m; ++b)
-      positionInBelow[f.rowIndex[rBegin + b]] = static_cast<std::ptrdiff_t>(b);
-    const std::size_t lastRow = m > 0 ? f.rowIndex[rBegin + m - 1] : 0;
-    // Z(R, R), dense and symmetric, from the columns of R (all eliminated later).
-    block.assign(m * m, 0.0);
-    for (std::size_t a = 0; a < m; ++a) {
-      const std::size_t k = f.rowIndex[rBegin + a];
-      block[a * m + a] = diagonal[k];
-      for (std::size_t s = f.columnStart[k]; s < f.columnStart[k + 1]; ++s) {
-        if (f.rowIndex[s] > lastRow) break;  // rows ascend
-        const std::ptrdiff_t b = positionInBelow[f.rowIndex[s]];
-        if (b == absent) continue;
-        block[a * m + static_cast<std::size_t>(b)] = lower[s];
-        block[static_cast<std::size_t>(b) * m + a] = lower[s];
-      }
-    }
-    for (std::size_t b = 0; b < m; ++b)
-      positionInBelow[f.rowIndex[rBegin + b]] = absent;
-    for (std::size_t t = last + 1; t-- > first;) {
-      // Column t: rows t+1 .. last (the supernode, w of them), then R.
-      const std::size_t begin = f.columnStart[t], w = last - t;
-      const double* l = f.value.data() + begin;  // no element needed when the column is empty
-      z.assign(w + m, 0.0);
-      // z_R = −Z(R, R)·l_R, as a sum of columns of the symmetric block.
-      for (std::size_t a = 0; a < m; ++a) {
-        const double la = l[w + a];
-        const double* column = block.data() + a * m;
-        for (std::size_t b = 0; b < m; ++b)
-          z[w + b] -= column[b] * la;
-      }
-      // The supernode's own columns u = t+1 .. last: Z(R, u), Z(u', u) and Z(u, u).
-      for (std::size_t i = 0; i < w; ++i) {
-        const std::size_t u = t + 1 + i;
-        const std::size_t uBegin = f.columnStart[u], uInside = last - u;
-        const double lu = l[i];
-        z[i] -= diagonal[u] * lu;
-        for (std::size_t i2 = i + 1; i2 < w; ++i2) {  // Z(t+1+i2, u), stored in column u
-          const double zu = lower[uBegin + (i2 - i - 1)];
-          z[i2] -= zu * lu;
-          z[i] -= zu * l[i2];
-        }
-        for (std::size_t b = 0; b < m; ++b) {  // Z(R_b, u)
-          const double zu = lower[uBegin + uInside + b];
-          z[w + b] -= zu * lu;
-          z[i] -= zu * l[w + b];
-        }
-      }
-      double diagonalEntry = 1.0 / f.diagonal[t];
-      for (std::size_t p = 0; p < w + m; ++p) {
-        lower[begin + p] = z[p];
-        diagonalEntry -= l[p] * z[p];
-      }
-      diagonal[t] = diagonalEntry;
-    }
-    last = first;  // the loop's decrement moves on to the column before the supernode
+SelectedInverse::SelectedInverse(SupernodalFactor factor) : z(std::move(factor)) {
+  const SupernodeTree tree = Tree(z);
+  double totalWork = 0.0;
+  for (std::size_t root : tree.roots)
+    totalWork += tree.work[root];
+  const double smallestTask = totalWork * smallestTaskShare;
+  std::atomic<bool> closed = true;
+  SupernodalFactor& inverse = z;
+  // Inside the team the BLAS runs each call on its own thread: the parallelism is that of the
+  // tree, where the independent subtrees are large, not that of the (mostly small) blocks.
+#pragma omp parallel default(none) shared(inverse, tree, smallestTask, closed)
+#pragma omp single
+  for (std::size_t root : tree.roots) {
+#pragma omp task default(none) firstprivate(root) shared(inverse, tree, smallestTask, closed)
+    InvertSubtree(inverse, tree, root, smallestTask, closed);
   }
+  if (!closed) throw std::logic_error("the factor's pattern is not closed");
 }
 
 double SelectedInverse::Entry(std::size_t a, std::size_t b) const {
-  std::size_t i = factor.positionOf[a], j = factor.positionOf[b];
-  if (i == j) return diagonal[i];
+  std::size_t i = z.positionOf[a], j = z.positionOf[b];
   if (i < j) std::swap(i, j);
-  if (factor.dropped[i] || factor.dropped[j]) return 0.0;
-  const auto first = factor.rowIndex.begin() + static_cast<std::ptrdiff_t>(factor.columnStart[j]);
-  const auto last =
-      factor.rowIndex.begin() + static_cast<std::ptrdiff_t>(factor.columnStart[j + 1]);
-  const auto found = std::lower_bound(first, last, i);
-  if (found == last || *found != i)
+  if (z.dropped[i] || z.dropped[j]) return 0.0;
+  const std::size_t s = z.supernodeOf[j], column = j - z.firstColumn[s];
+  const std::size_t* rows = z.rowIndex.data() + z.rowStart[s];
+  const std::size_t* end = rows + z.RowCount(s);
+  const std::size_t* found = std::lower_bound(rows + column, end, i);
+  if (found == end || *found != i)
     throw std::logic_error("cofactor requested outside the pattern of the normal equations");
-  return lower[static_cast<std::size_t>(found - factor.rowIndex.begin())];
+  return z.Block(s)[column * z.RowCount(s) + static_cast<std::size_t>(found - rows)];
 }
 
 }  // namespace zradjust

@@ -16,6 +16,7 @@
 #include <cstring>
 #include <ctime>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "bench/network_generator.h"
@@ -24,10 +25,10 @@
 #include "tools/zr-adjust/network/network_reader.h"
 #include "tools/zr-adjust/report_collection.h"
 #include "tools/zr-adjust/statistics/datum_cofactors.h"
-#include "tools/zr-adjust/statistics/ldl_factor.h"
 #include "tools/zr-adjust/statistics/normal_equations.h"
 #include "tools/zr-adjust/statistics/observation_tests.h"
 #include "tools/zr-adjust/statistics/selected_inverse.h"
+#include "tools/zr-adjust/statistics/supernodal_factor.h"
 
 namespace {
 
@@ -117,20 +118,21 @@ void Measure(std::uint32_t points, std::uint64_t seed, bool free, bool compareLi
   const double form = Seconds(start);
   start = Clock::now();
   const std::clock_t factorCpuStart = std::clock();
-  const zradjust::LdlFactor factor =
+  zradjust::SupernodalFactor factor =
       zradjust::FactoriseDroppingWeakPivots(normal.matrix, zradjust::weakPivotTolerance);
+  const std::size_t factorEntries = factor.valueStart.back();
   const double factorOnly = Seconds(start);
   const double factorCpu = static_cast<double>(std::clock() - factorCpuStart) / CLOCKS_PER_SEC;
   start = Clock::now();
   const std::clock_t inverseCpuStart = std::clock();
-  { const zradjust::SelectedInverse inverse(factor); }
+  { const zradjust::SelectedInverse inverse(std::move(factor)); }
   const double inverseOnly = Seconds(start);
   const double inverseCpu = static_cast<double>(std::clock() - inverseCpuStart) / CLOCKS_PER_SEC;
   std::printf(
-      "  N %zu entries (%.3f s), L %zu entries, ordering and factorisation %.3f s, "
+      "  N %zu entries (%.3f s), L %zu entries (blocks), ordering and factorisation %.3f s, "
       "selected inverse %.3f s (processor %.3f s and %.3f s)\n",
-      normal.matrix.rowIndex.size(), form, factor.rowIndex.size(), factorOnly, inverseOnly,
-      factorCpu, inverseCpu);
+      normal.matrix.rowIndex.size(), form, factorEntries, factorOnly, inverseOnly, factorCpu,
+      inverseCpu);
   if (compareLibrary) {
     MeasureLibraryFactor(normal.matrix, true);
     MeasureLibraryFactor(normal.matrix, false);

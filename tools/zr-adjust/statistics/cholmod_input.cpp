@@ -1,0 +1,30 @@
+#include "tools/zr-adjust/statistics/cholmod_input.h"
+
+namespace zradjust {
+
+cholmod_sparse* UpperTriangle(const SymmetricSparse& n, bool withValues, cholmod_common& common) {
+  std::size_t upperCount = 0;
+  for (std::size_t c = 0; c < n.size; ++c)
+    for (std::size_t p = n.columnStart[c]; p < n.columnStart[c + 1]; ++p)
+      if (n.rowIndex[p] <= c) ++upperCount;
+  cholmod_sparse* upper =
+      cholmod_l_allocate_sparse(n.size, n.size, upperCount, true, true, 1,
+                                withValues ? CHOLMOD_REAL : CHOLMOD_PATTERN, &common);
+  if (upper == nullptr) return nullptr;
+  auto* start = static_cast<SuiteSparse_long*>(upper->p);
+  auto* rows = static_cast<SuiteSparse_long*>(upper->i);
+  auto* values = static_cast<double*>(upper->x);
+  std::size_t written = 0;
+  for (std::size_t c = 0; c < n.size; ++c) {
+    start[c] = static_cast<SuiteSparse_long>(written);
+    for (std::size_t p = n.columnStart[c]; p < n.columnStart[c + 1]; ++p) {
+      if (n.rowIndex[p] > c) continue;
+      if (withValues) values[written] = n.value[p];
+      rows[written++] = static_cast<SuiteSparse_long>(n.rowIndex[p]);
+    }
+  }
+  start[n.size] = static_cast<SuiteSparse_long>(written);
+  return upper;
+}
+
+}  // namespace zradjust
