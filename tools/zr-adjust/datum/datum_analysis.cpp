@@ -6,6 +6,7 @@
 #include "tools/zr-adjust/datum/datum_messages.h"
 #include "tools/zr-adjust/datum/network_parts.h"
 #include "tools/zr-adjust/datum/symmetric_eigen.h"
+#include "tools/zr-adjust/statistics/elimination_order.h"
 #include "tools/zr-adjust/statistics/normal_factor.h"
 
 namespace zradjust {
@@ -227,7 +228,14 @@ DatumAnalysis AnalyseDatum(const Network& network, const std::vector<UnknownRef>
   for (std::size_t u : Indices(unobserved))
     leftOut.push_back(u);
   std::sort(leftOut.begin(), leftOut.end());
-  std::vector<std::size_t> weak = WeakUnknowns(finite, leftOut, weakPivotTolerance);
+  std::vector<std::size_t> ownerOf(unknowns.size());
+  for (std::size_t u = 0; u < unknowns.size(); ++u)
+    ownerOf[u] =
+        unknowns[u].orientation ? network.points.size() + unknowns[u].index : unknowns[u].index;
+  analysis.basis.eliminationOrder =
+      EliminationOrder(finite, ownerOf, network.points.size() + network.directionSets.size());
+  std::vector<std::size_t> weak =
+      WeakUnknowns(finite, leftOut, weakPivotTolerance, analysis.basis.eliminationOrder);
   std::vector<std::string> weakMessages =
       UndeterminedMessages(network, unknowns, weak, UndeterminedCause::Geometry);
   analysis.problems.insert(analysis.problems.end(), weakMessages.begin(), weakMessages.end());

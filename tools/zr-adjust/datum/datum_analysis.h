@@ -27,14 +27,9 @@
 #include "tools/zr-adjust/network/network.h"
 #include "tools/zr-adjust/statistics/datum_basis.h"
 #include "tools/zr-adjust/statistics/linear_model.h"
+#include "tools/zr-adjust/statistics/normal_factor.h"
 
 namespace zradjust {
-
-// An unknown whose pivot falls below this fraction of its own diagonal element of N is not
-// determined: the pivot is sin² of the angle between its column and the span of the others, so
-// this takes directions that agree within 1e-5 rad (2 arc seconds) for parallel, while an
-// exactly dependent configuration leaves rounding of 1e-13 or less.
-inline constexpr double weakPivotTolerance = 1e-10;
 
 struct DatumAnalysis {
   // G (the motions of a free network), the datum unknowns of the minimum-trace datum, the held

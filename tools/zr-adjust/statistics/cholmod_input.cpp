@@ -27,4 +27,13 @@ cholmod_sparse* UpperTriangle(const SymmetricSparse& n, bool withValues, cholmod
   return upper;
 }
 
+cholmod_factor* Analyse(cholmod_sparse& upper, const std::vector<std::size_t>& givenOrder,
+                        cholmod_common& common) {
+  if (givenOrder.empty()) return cholmod_l_analyze(&upper, &common);
+  std::vector<SuiteSparse_long> permutation(givenOrder.begin(), givenOrder.end());
+  common.nmethods = 1;
+  common.method[0].ordering = CHOLMOD_GIVEN;
+  return cholmod_l_analyze_p(&upper, permutation.data(), nullptr, 0, &common);
+}
+
 }  // namespace zradjust

@@ -4,6 +4,9 @@
 
 #include <suitesparse/cholmod.h>
 
+#include <cstddef>
+#include <vector>
+
 #include "tools/zr-adjust/statistics/normal_equations.h"
 
 namespace zradjust {
@@ -12,5 +15,12 @@ namespace zradjust {
 // ascending, allocated by common; null when it cannot be allocated. The caller frees it with
 // cholmod_l_free_sparse.
 cholmod_sparse* UpperTriangle(const SymmetricSparse& n, bool withValues, cholmod_common& common);
+
+// CHOLMOD's analysis of upper (its symbolic factor, in the kind common asks for; null on
+// failure). Without givenOrder it chooses the fill-reducing order itself: approximate minimum
+// degree and, where that fills much, nested dissection, keeping the better. With it (a
+// permutation of the columns, not checked) it takes that order, postordered.
+cholmod_factor* Analyse(cholmod_sparse& upper, const std::vector<std::size_t>& givenOrder,
+                        cholmod_common& common);
 
 }  // namespace zradjust

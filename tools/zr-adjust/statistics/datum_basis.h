@@ -21,6 +21,11 @@ struct DatumBasis {
   // Unknowns that nothing determines (only damping holds them): left out as well, and their
   // cofactors reported as not determined.
   std::vector<std::size_t> undetermined;
+  // All host unknowns in a fill-reducing order for N (EliminationOrder), or empty. The datum
+  // check and the statistics both factorise N of these observations and take this order
+  // instead of computing one each, which on large networks would cost more than the numeric
+  // factorisation itself.
+  std::vector<std::size_t> eliminationOrder;
 };
 
 }  // namespace zradjust

@@ -77,7 +77,8 @@ DatumCofactors::DatumCofactors(const LinearModel& model, const DatumBasis& basis
     : unknownCount(model.unknownCount),
       notDetermined(model.unknownCount, false),
       normal(FormNormalEquations(model, LeftOut(model, basis), PatternPairs(model, blocks))) {
-  SupernodalFactor factor = FactoriseDroppingWeakPivots(normal.matrix, weakPivotTolerance);
+  SupernodalFactor factor = FactoriseDroppingWeakPivots(
+      normal.matrix, weakPivotTolerance, ColumnOrder(normal, basis.eliminationOrder));
   for (std::size_t u : basis.undetermined)
     notDetermined[u] = true;
   for (std::size_t k = 0; k < factor.size; ++k)

@@ -16,15 +16,11 @@
 #include "tools/zr-adjust/statistics/datum_basis.h"
 #include "tools/zr-adjust/statistics/linear_model.h"
 #include "tools/zr-adjust/statistics/normal_equations.h"
+#include "tools/zr-adjust/statistics/normal_factor.h"
 #include "tools/zr-adjust/statistics/selected_inverse.h"
 #include "tools/zr-adjust/statistics/supernodal_factor.h"
 
 namespace zradjust {
-
-// A pivot below this fraction of its own diagonal element of N means the unknown is not
-// determined by the observations: far above rounding noise (1e-16 relative) and far below
-// any pivot of a network a surveyor would measure.
-inline constexpr double weakPivotTolerance = 1e-10;
 
 class DatumCofactors {
  public:

@@ -33,6 +33,10 @@ struct LdlFactor {
 // (explicit zeros included), so that every entry of N's pattern is in the pattern of L + Lᵀ.
 // A weak pivot is dropped as soon as it is met and the rest is factorised without its row and
 // column. Nothing of N is checked; a non-finite pivot counts as weak.
-LdlFactor FactoriseRowByRow(const SymmetricSparse& n, double relativeTolerance);
+//
+// givenOrder, when not empty, is a permutation of N's columns that is taken as the fill-reducing
+// order (then postordered by its elimination tree) instead of computing one.
+LdlFactor FactoriseRowByRow(const SymmetricSparse& n, double relativeTolerance,
+                            const std::vector<std::size_t>& givenOrder = {});
 
 }  // namespace zradjust

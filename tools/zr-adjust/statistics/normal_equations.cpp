@@ -146,4 +146,19 @@ NormalEquations FormNormalEquations(
   return normal;
 }
 
+std::vector<std::size_t> ColumnOrder(const NormalEquations& normal,
+                                     const std::vector<std::size_t>& unknownOrder) {
+  std::vector<std::size_t> order;
+  std::vector<bool> seen(normal.matrix.size, false);
+  for (std::size_t u : unknownOrder) {
+    if (u >= normal.columnOf.size()) return {};
+    const std::size_t column = normal.columnOf[u];
+    if (column == NormalEquations::NotInSystem || seen[column]) continue;
+    seen[column] = true;
+    order.push_back(column);
+  }
+  if (order.size() != normal.matrix.size) return {};
+  return order;
+}
+
 }  // namespace zradjust

@@ -41,4 +41,9 @@ NormalEquations FormNormalEquations(
     const LinearModel& model, const std::vector<bool>& leftOut,
     const std::vector<std::pair<std::size_t, std::size_t>>& extraPairs);
 
+// The columns of N in the order of unknownOrder (host unknowns; those not in N are skipped), when
+// that orders every column exactly once; otherwise empty.
+std::vector<std::size_t> ColumnOrder(const NormalEquations& normal,
+                                     const std::vector<std::size_t>& unknownOrder);
+
 }  // namespace zradjust

@@ -4,9 +4,9 @@
 
 #include <random>
 
-#include "tools/zr-adjust/statistics/supernodal_factor.h"
 #include "tools/zr-adjust/statistics/normal_equations.h"
 #include "tools/zr-adjust/statistics/statistics_test_support.h"
+#include "tools/zr-adjust/statistics/supernodal_factor.h"
 
 namespace zradjust {
 namespace {

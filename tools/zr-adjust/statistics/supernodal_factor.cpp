@@ -114,14 +114,15 @@ void TakeFactor(cholmod_factor& l, SupernodalFactor& f) {
 // The blocked factorisation: CHOLMOD's supernodal LLᵀ (dense kernels from the system's BLAS and
 // LAPACK) with the same analysis as the row-by-row elimination's order. It does not drop
 // anything, so it is only used when it succeeds and no pivot is weak; false otherwise.
-bool FactoriseBlocked(const SymmetricSparse& n, double relativeTolerance, SupernodalFactor& f) {
+bool FactoriseBlocked(const SymmetricSparse& n, double relativeTolerance,
+                      const std::vector<std::size_t>& givenOrder, SupernodalFactor& f) {
   const OneThreadForTheDenseKernels oneThread;
   cholmod_common common;
   cholmod_l_start(&common);
   common.supernodal = CHOLMOD_SUPERNODAL;
   common.print = 0;
   cholmod_sparse* upper = UpperTriangle(n, true, common);
-  cholmod_factor* l = upper != nullptr ? cholmod_l_analyze(upper, &common) : nullptr;
+  cholmod_factor* l = upper != nullptr ? Analyse(*upper, givenOrder, common) : nullptr;
   bool factorised = l != nullptr && common.status == CHOLMOD_OK;
   factorised = factorised && cholmod_l_factorize(upper, l, &common) &&
                common.status == CHOLMOD_OK && l->minor == n.size && l->is_super && l->is_ll &&
@@ -184,10 +185,11 @@ SupernodalFactor FromRowByRow(const LdlFactor& e) {
   return f;
 }
 
-SupernodalFactor FactoriseDroppingWeakPivots(const SymmetricSparse& n, double relativeTolerance) {
+SupernodalFactor FactoriseDroppingWeakPivots(const SymmetricSparse& n, double relativeTolerance,
+                                             const std::vector<std::size_t>& givenOrder) {
   SupernodalFactor f;
-  if (n.size > 0 && FactoriseBlocked(n, relativeTolerance, f)) return f;
-  return FromRowByRow(FactoriseRowByRow(n, relativeTolerance));
+  if (n.size > 0 && FactoriseBlocked(n, relativeTolerance, givenOrder, f)) return f;
+  return FromRowByRow(FactoriseRowByRow(n, relativeTolerance, givenOrder));
 }
 
 std::vector<double> SolveWithFactor(const SupernodalFactor& f, const std::vector<double>& b) {

@@ -55,7 +55,11 @@ struct SupernodalFactor {
 // with no weak pivot by the rule of FactoriseRowByRow. Otherwise the result is the row-by-row
 // elimination's (FromRowByRow): which pivots are weak, and so which unknowns are dropped, is
 // always decided by it.
-SupernodalFactor FactoriseDroppingWeakPivots(const SymmetricSparse& n, double relativeTolerance);
+//
+// givenOrder, when not empty, is a permutation of N's columns taken as the fill-reducing order
+// by both (see FactoriseRowByRow).
+SupernodalFactor FactoriseDroppingWeakPivots(const SymmetricSparse& n, double relativeTolerance,
+                                             const std::vector<std::size_t>& givenOrder = {});
 
 // The same factor by supernodes: the fundamental supernodes of the elimination's pattern
 // (column k joins column k + 1 when its rows are k + 1 and those of column k + 1), each column
