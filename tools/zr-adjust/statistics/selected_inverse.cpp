@@ -6,29 +6,10 @@
 #include <utility>
 #include <vector>
 
-// The dense kernels, from the BLAS and LAPACK the program links (Fortran interface, column-major,
-// with the lengths of the character arguments at the end).
-extern "C" {
-void dtrsm_(const char* side, const char* triangle, const char* transposed, const char* diagonal,
-            const int* rows, const int* columns, const double* alpha, const double* a,
-            const int* aLeading, double* b, const int* bLeading, std::size_t, std::size_t,
-            std::size_t, std::size_t);
-void dsymm_(const char* side, const char* triangle, const int* rows, const int* columns,
-            const double* alpha, const double* a, const int* aLeading, const double* b,
-            const int* bLeading, const double* beta, double* c, const int* cLeading, std::size_t,
-            std::size_t);
-void dgemm_(const char* aTransposed, const char* bTransposed, const int* rows, const int* columns,
-            const int* inner, const double* alpha, const double* a, const int* aLeading,
-            const double* b, const int* bLeading, const double* beta, double* c,
-            const int* cLeading, std::size_t, std::size_t);
-void dpotri_(const char* triangle, const int* order, double* a, const int* aLeading, int* info,
-             std::size_t);
-}
+#include "tools/zr-adjust/statistics/dense_kernels.h"
 
 namespace zradjust {
 namespace {
-
-constexpr std::size_t none = static_cast<std::size_t>(-1);
 
 // A subtree this much smaller than the whole tree (in multiply-adds) is not worth a task of
 // its own: its supernodes are done by the thread that reaches it.
@@ -110,39 +91,6 @@ bool InvertSupernode(SupernodalFactor& z, std::size_t s, Scratch& scratch) {
   return true;
 }
 
-// The supernodal elimination tree: each supernode's children, and the multiply-adds of its
-// whole subtree (to decide which subtrees are worth a task).
-struct SupernodeTree {
-  std::vector<std::size_t> childStart, children, roots;
-  std::vector<double> work;
-};
-
-SupernodeTree Tree(const SupernodalFactor& z) {
-  SupernodeTree tree;
-  const std::size_t count = z.supernodeCount;
-  std::vector<std::size_t> parent(count, none);
-  tree.childStart.assign(count + 1, 0);
-  tree.work.assign(count, 0.0);
-  for (std::size_t s = 0; s < count; ++s) {
-    const double c = static_cast<double>(z.ColumnCount(s)), r = static_cast<double>(z.RowCount(s));
-    tree.work[s] += r * r * c;
-    if (z.RowCount(s) > z.ColumnCount(s)) {
-      parent[s] = z.supernodeOf[z.rowIndex[z.rowStart[s] + z.ColumnCount(s)]];
-      tree.work[parent[s]] += tree.work[s];  // parents come after their children
-      ++tree.childStart[parent[s] + 1];
-    } else {
-      tree.roots.push_back(s);
-    }
-  }
-  for (std::size_t s = 0; s < count; ++s)
-    tree.childStart[s + 1] += tree.childStart[s];
-  tree.children.resize(tree.childStart[count]);
-  std::vector<std::size_t> next(tree.childStart.begin(), tree.childStart.end() - 1);
-  for (std::size_t s = 0; s < count; ++s)
-    if (parent[s] != none) tree.children[next[parent[s]]++] = s;
-  return tree;
-}
-
 // Works down the subtree under root, parents before children; a child subtree of at least
 // smallestTask multiply-adds becomes a task of its own for any thread of the team.
 void InvertSubtree(SupernodalFactor& z, const SupernodeTree& tree, std::size_t root,
@@ -168,7 +116,7 @@ void InvertSubtree(SupernodalFactor& z, const SupernodeTree& tree, std::size_t r
 }  // namespace
 
 SelectedInverse::SelectedInverse(SupernodalFactor factor) : z(std::move(factor)) {
-  const SupernodeTree tree = Tree(z);
+  const SupernodeTree tree = BuildSupernodeTree(z);
   double totalWork = 0.0;
   for (std::size_t root : tree.roots)
     totalWork += tree.work[root];

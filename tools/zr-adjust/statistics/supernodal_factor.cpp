@@ -1,32 +1,15 @@
 #include "tools/zr-adjust/statistics/supernodal_factor.h"
 
-#include <omp.h>
 #include <suitesparse/cholmod.h>
 
 #include <cmath>
 #include <stdexcept>
 
 #include "tools/zr-adjust/statistics/cholmod_input.h"
+#include "tools/zr-adjust/statistics/supernodal_cholesky.h"
 
 namespace zradjust {
 namespace {
-
-// Keeps the dense kernels of the supernodal factorisation on the calling thread while it lives.
-// The factorisation makes hundreds of thousands of small BLAS calls; a BLAS that starts an
-// OpenMP team for each of them spends far more on starting and joining the teams than on the
-// arithmetic (on the 100,000-point network: a minute per factorisation instead of 4 s on two
-// busy cores), and a descheduled team member stalls every call. The host's own setting is
-// restored afterwards.
-class OneThreadForTheDenseKernels {
- public:
-  OneThreadForTheDenseKernels() : previous(omp_get_max_threads()) { omp_set_num_threads(1); }
-  ~OneThreadForTheDenseKernels() { omp_set_num_threads(previous); }
-  OneThreadForTheDenseKernels(const OneThreadForTheDenseKernels&) = delete;
-  OneThreadForTheDenseKernels& operator=(const OneThreadForTheDenseKernels&) = delete;
-
- private:
-  int previous;
-};
 
 void SetOrder(const SuiteSparse_long* permutation, SupernodalFactor& f) {
   f.order.resize(f.size);
@@ -90,9 +73,9 @@ bool NoPivotIsWeak(const SupernodalFactor& f, const SymmetricSparse& n, double r
   return true;
 }
 
-// Takes CHOLMOD's supernodal factor over: its indices are copied, its values are kept where
-// CHOLMOD put them (the block layout is the same) and freed by the factor's owner.
-void TakeFactor(cholmod_factor& l, SupernodalFactor& f) {
+// Takes the pattern of CHOLMOD's symbolic supernodal factor: the order, the supernodes and
+// their rows, and the block layout.
+void TakePattern(const cholmod_factor& l, SupernodalFactor& f) {
   f.size = l.n;
   SetOrder(static_cast<const SuiteSparse_long*>(l.Perm), f);
   f.dropped.assign(f.size, false);
@@ -106,35 +89,56 @@ void TakeFactor(cholmod_factor& l, SupernodalFactor& f) {
   f.valueStart.assign(valuePointer, valuePointer + l.nsuper + 1);
   f.rowIndex.assign(rows, rows + f.rowStart[l.nsuper]);
   SetSupernodeOf(f);
-  f.value = std::shared_ptr<double[]>(static_cast<double*>(l.x),
-                                      [](double* values) { SuiteSparse_free(values); });
-  l.x = nullptr;
 }
 
-// The blocked factorisation: CHOLMOD's supernodal LLᵀ (dense kernels from the system's BLAS and
-// LAPACK) with the same analysis as the row-by-row elimination's order. It does not drop
-// anything, so it is only used when it succeeds and no pivot is weak; false otherwise.
+// The blocked factorisation: the supernodal pattern of CHOLMOD's analysis (in the given order,
+// or in its own), factorised by FactoriseOnPattern. It does not drop anything, so it is only
+// used when it succeeds and no pivot is weak; false otherwise.
 bool FactoriseBlocked(const SymmetricSparse& n, double relativeTolerance,
                       const std::vector<std::size_t>& givenOrder, SupernodalFactor& f) {
-  const OneThreadForTheDenseKernels oneThread;
   cholmod_common common;
   cholmod_l_start(&common);
   common.supernodal = CHOLMOD_SUPERNODAL;
   common.print = 0;
-  cholmod_sparse* upper = UpperTriangle(n, true, common);
+  cholmod_sparse* upper = UpperTriangle(n, false, common);
   cholmod_factor* l = upper != nullptr ? Analyse(*upper, givenOrder, common) : nullptr;
-  bool factorised = l != nullptr && common.status == CHOLMOD_OK;
-  factorised = factorised && cholmod_l_factorize(upper, l, &common) &&
-               common.status == CHOLMOD_OK && l->minor == n.size && l->is_super && l->is_ll &&
-               l->xtype == CHOLMOD_REAL;
-  cholmod_l_free_sparse(&upper, &common);
-  if (factorised) TakeFactor(*l, f);
+  const bool analysed = l != nullptr && common.status == CHOLMOD_OK && l->is_super;
+  if (analysed) TakePattern(*l, f);
   cholmod_l_free_factor(&l, &common);
+  cholmod_l_free_sparse(&upper, &common);
   cholmod_l_finish(&common);
-  return factorised && NoPivotIsWeak(f, n, relativeTolerance) && IsClosed(f);
+  return analysed && IsClosed(f) && FactoriseOnPattern(n, f) &&
+         NoPivotIsWeak(f, n, relativeTolerance);
 }
 
 }  // namespace
+
+SupernodeTree BuildSupernodeTree(const SupernodalFactor& f) {
+  SupernodeTree tree;
+  const std::size_t count = f.supernodeCount;
+  tree.parent.assign(count, SupernodeTree::none);
+  tree.childStart.assign(count + 1, 0);
+  tree.work.assign(count, 0.0);
+  for (std::size_t s = 0; s < count; ++s) {
+    const double c = static_cast<double>(f.ColumnCount(s)), r = static_cast<double>(f.RowCount(s));
+    tree.work[s] += r * r * c;
+    if (f.RowCount(s) > f.ColumnCount(s)) {
+      const std::size_t parent = f.supernodeOf[f.rowIndex[f.rowStart[s] + f.ColumnCount(s)]];
+      tree.parent[s] = parent;
+      tree.work[parent] += tree.work[s];  // parents come after their children
+      ++tree.childStart[parent + 1];
+    } else {
+      tree.roots.push_back(s);
+    }
+  }
+  for (std::size_t s = 0; s < count; ++s)
+    tree.childStart[s + 1] += tree.childStart[s];
+  tree.children.resize(tree.childStart[count]);
+  std::vector<std::size_t> next(tree.childStart.begin(), tree.childStart.end() - 1);
+  for (std::size_t s = 0; s < count; ++s)
+    if (tree.parent[s] != SupernodeTree::none) tree.children[next[tree.parent[s]]++] = s;
+  return tree;
+}
 
 SupernodalFactor FromRowByRow(const LdlFactor& e) {
   SupernodalFactor f;

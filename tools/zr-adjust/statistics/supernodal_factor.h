@@ -47,12 +47,25 @@ struct SupernodalFactor {
   double* Block(std::size_t s) const { return value.get() + valueStart[s]; }
 };
 
+// The supernodes' elimination tree: each supernode's parent (the supernode holding its first
+// row below its own columns, always a later one) or none, its children, the roots, and the
+// multiply-adds of each whole subtree (r²·c per supernode), by which the work is shared out
+// among threads: a subtree is done by one thread, independent subtrees by several.
+struct SupernodeTree {
+  static constexpr std::size_t none = static_cast<std::size_t>(-1);
+  std::vector<std::size_t> parent;
+  std::vector<std::size_t> childStart, children, roots;
+  std::vector<double> work;
+};
+SupernodeTree BuildSupernodeTree(const SupernodalFactor& factor);
+
 // Factorises N. The ordering is that of the whole pattern of N (explicit zeros included), so
 // that every entry of N's pattern is in the pattern of the factor. Nothing of N is checked; a
 // non-finite pivot counts as weak.
 //
-// The blocked factorisation (CHOLMOD's supernodal LLᵀ) is tried first and kept when it succeeds
-// with no weak pivot by the rule of FactoriseRowByRow. Otherwise the result is the row-by-row
+// The blocked factorisation (on the supernodal pattern of CHOLMOD's analysis, see
+// supernodal_cholesky.h) is tried first and kept when it succeeds with no weak pivot by the rule
+// of FactoriseRowByRow. Otherwise the result is the row-by-row
 // elimination's (FromRowByRow): which pivots are weak, and so which unknowns are dropped, is
 // always decided by it.
 //
