@@ -1,5 +1,6 @@
 #include "tools/zr-adjust/statistics/datum_cofactors.h"
 
+#include <algorithm>
 #include <cmath>
 #include <stdexcept>
 #include <utility>
@@ -141,6 +142,24 @@ double DatumCofactors::MinimalDatum(std::size_t a, std::size_t b) const {
   if (ca == NormalEquations::NotInSystem || cb == NormalEquations::NotInSystem) return 0.0;
   if (notDetermined[a] || notDetermined[b]) return 0.0;
   return inverse->Entry(ca, cb);
+}
+
+void DatumCofactors::MinimalDatumBlock(const std::size_t* unknowns, std::size_t count,
+                                       double* block) const {
+  if (count > 16) throw std::logic_error("cofactor block too large");
+  std::size_t columns[16] = {}, place[16] = {}, inSystem = 0;
+  for (std::size_t i = 0; i < count; ++i) {
+    const std::size_t column = normal.columnOf[unknowns[i]];
+    if (column == NormalEquations::NotInSystem || notDetermined[unknowns[i]]) continue;
+    place[inSystem] = i;
+    columns[inSystem++] = column;
+  }
+  double inverseBlock[16 * 16];
+  inverse->Block(columns, inSystem, inverseBlock);
+  std::fill_n(block, count * count, 0.0);
+  for (std::size_t a = 0; a < inSystem; ++a)
+    for (std::size_t b = 0; b < inSystem; ++b)
+      block[place[a] * count + place[b]] = inverseBlock[a * inSystem + b];
 }
 
 double DatumCofactors::InDatum(std::size_t a, std::size_t b) const {

@@ -134,6 +134,39 @@ SelectedInverse::SelectedInverse(SupernodalFactor factor) : z(std::move(factor))
   if (!closed) throw std::logic_error("the factor's pattern is not closed");
 }
 
+void SelectedInverse::Block(const std::size_t* columns, std::size_t count, double* block) const {
+  // The columns by elimination position: for each, the later ones are searched for along its
+  // rows in ascending order, each search starting where the last one ended.
+  constexpr std::size_t most = 16;
+  std::size_t byPosition[most], position[most];
+  if (count > most) throw std::logic_error("cofactor block too large");
+  for (std::size_t i = 0; i < count; ++i) {
+    byPosition[i] = i;
+    position[i] = z.positionOf[columns[i]];
+  }
+  std::sort(byPosition, byPosition + count,
+            [&](std::size_t a, std::size_t b) { return position[a] < position[b]; });
+  for (std::size_t a = 0; a < count; ++a) {
+    const std::size_t ia = byPosition[a], j = position[ia];
+    const std::size_t s = z.supernodeOf[j], column = j - z.firstColumn[s], r = z.RowCount(s);
+    const std::size_t* rows = z.rowIndex.data() + z.rowStart[s];
+    const double* values = z.Block(s) + column * r;
+    const std::size_t* from = rows + column;
+    for (std::size_t b = a; b < count; ++b) {
+      const std::size_t ib = byPosition[b], i = position[ib];
+      double value = 0.0;
+      if (!z.dropped[i] && !z.dropped[j]) {
+        from = std::lower_bound(from, rows + r, i);
+        if (from == rows + r || *from != i)
+          throw std::logic_error("cofactor requested outside the pattern of the normal equations");
+        value = values[from - rows];
+      }
+      block[ia * count + ib] = value;
+      block[ib * count + ia] = value;
+    }
+  }
+}
+
 double SelectedInverse::Entry(std::size_t a, std::size_t b) const {
   std::size_t i = z.positionOf[a], j = z.positionOf[b];
   if (i < j) std::swap(i, j);

@@ -25,6 +25,11 @@ class SelectedInverse {
   // the factor's pattern (the caller forgot to put it into N's pattern).
   double Entry(std::size_t a, std::size_t b) const;
 
+  // The symmetric block (N⁻¹)[columns[i]][columns[j]], count × count row-major into block, at
+  // the cost of count·(count + 1)/2 entries but with one search along each column's rows.
+  // The columns must be distinct; same errors as Entry.
+  void Block(const std::size_t* columns, std::size_t count, double* block) const;
+
  private:
   SupernodalFactor z;
 };
