@@ -1,5 +1,7 @@
 #include "tools/zr-adjust/statistics/cholmod_input.h"
 
+#include <stdexcept>
+
 namespace zradjust {
 
 cholmod_sparse* UpperTriangle(const SymmetricSparse& n, bool withValues, cholmod_common& common) {
@@ -34,6 +36,32 @@ cholmod_factor* Analyse(cholmod_sparse& upper, const std::vector<std::size_t>& g
   common.nmethods = 1;
   common.method[0].ordering = CHOLMOD_GIVEN;
   return cholmod_l_analyze_p(&upper, permutation.data(), nullptr, 0, &common);
+}
+
+std::vector<std::size_t> AnalysedOrder(const SymmetricSparse& n,
+                                       const std::vector<std::size_t>& givenOrder,
+                                       bool bothMethods) {
+  std::vector<std::size_t> order(n.size);
+  if (n.size == 0) return order;
+  CholmodSession session(CHOLMOD_SIMPLICIAL);
+  cholmod_common& common = session.common;
+  if (bothMethods) {
+    common.nmethods = 2;
+    common.method[0].ordering = CHOLMOD_AMD;
+    common.method[1].ordering = CHOLMOD_METIS;
+  }
+  cholmod_sparse* pattern = UpperTriangle(n, false, common);
+  cholmod_factor* symbolic = pattern != nullptr ? Analyse(*pattern, givenOrder, common) : nullptr;
+  const bool ordered = symbolic != nullptr && common.status == CHOLMOD_OK;
+  if (ordered) {
+    const auto* permutation = static_cast<const SuiteSparse_long*>(symbolic->Perm);
+    for (std::size_t k = 0; k < n.size; ++k)
+      order[k] = static_cast<std::size_t>(permutation[k]);
+  }
+  cholmod_l_free_factor(&symbolic, &common);
+  cholmod_l_free_sparse(&pattern, &common);
+  if (!ordered) throw std::runtime_error("the fill-reducing ordering failed");
+  return order;
 }
 
 }  // namespace zradjust

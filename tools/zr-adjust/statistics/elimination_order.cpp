@@ -1,18 +1,17 @@
 #include "tools/zr-adjust/statistics/elimination_order.h"
 
-#include <suitesparse/cholmod.h>
-
 #include <algorithm>
-#include <stdexcept>
+
+#include "tools/zr-adjust/statistics/cholmod_input.h"
+#include "tools/zr-adjust/statistics/normal_equations.h"
 
 namespace zradjust {
 namespace {
 
-// The owners' graph as the upper triangle of a symmetric pattern, with its diagonal: column b
+// The owners' graph as a symmetric pattern, its upper triangle with the diagonal: column b
 // holds the owners a ≤ b joined to b, ascending, without repeats.
-std::vector<std::vector<std::size_t>> OwnerGraph(const LinearModel& model,
-                                                 const std::vector<std::size_t>& ownerOf,
-                                                 std::size_t ownerCount) {
+SymmetricSparse OwnerGraph(const LinearModel& model, const std::vector<std::size_t>& ownerOf,
+                           std::size_t ownerCount) {
   std::vector<std::vector<std::size_t>> joined(ownerCount);
   for (std::size_t owner = 0; owner < ownerCount; ++owner)
     joined[owner].push_back(owner);
@@ -28,53 +27,17 @@ std::vector<std::vector<std::size_t>> OwnerGraph(const LinearModel& model,
       for (std::size_t j = i + 1; j < owners.size(); ++j)
         joined[owners[j]].push_back(owners[i]);
   }
+  SymmetricSparse graph;
+  graph.size = ownerCount;
+  graph.columnStart.assign(1, 0);
   for (std::vector<std::size_t>& column : joined) {
     std::sort(column.begin(), column.end());
     column.erase(std::unique(column.begin(), column.end()), column.end());
+    graph.rowIndex.insert(graph.rowIndex.end(), column.begin(), column.end());
+    graph.columnStart.push_back(graph.rowIndex.size());
+    column = {};
   }
-  return joined;
-}
-
-// CHOLMOD's own choice of order for the pattern (see cholmod_input.h's Analyse).
-std::vector<std::size_t> OrderOfPattern(const std::vector<std::vector<std::size_t>>& upper) {
-  const std::size_t size = upper.size();
-  std::size_t entryCount = 0;
-  for (const std::vector<std::size_t>& column : upper)
-    entryCount += column.size();
-  cholmod_common common;
-  cholmod_l_start(&common);
-  common.supernodal = CHOLMOD_SIMPLICIAL;
-  common.print = 0;
-  common.nmethods = 2;
-  common.method[0].ordering = CHOLMOD_AMD;
-  common.method[1].ordering = CHOLMOD_METIS;
-  cholmod_sparse* pattern =
-      cholmod_l_allocate_sparse(size, size, entryCount, true, true, 1, CHOLMOD_PATTERN, &common);
-  cholmod_factor* symbolic = nullptr;
-  if (pattern != nullptr) {
-    auto* start = static_cast<SuiteSparse_long*>(pattern->p);
-    auto* rows = static_cast<SuiteSparse_long*>(pattern->i);
-    std::size_t written = 0;
-    for (std::size_t c = 0; c < size; ++c) {
-      start[c] = static_cast<SuiteSparse_long>(written);
-      for (std::size_t r : upper[c])
-        rows[written++] = static_cast<SuiteSparse_long>(r);
-    }
-    start[size] = static_cast<SuiteSparse_long>(written);
-    symbolic = cholmod_l_analyze(pattern, &common);
-  }
-  const bool ordered = symbolic != nullptr && common.status == CHOLMOD_OK;
-  std::vector<std::size_t> order(size);
-  if (ordered) {
-    const auto* permutation = static_cast<const SuiteSparse_long*>(symbolic->Perm);
-    for (std::size_t k = 0; k < size; ++k)
-      order[k] = static_cast<std::size_t>(permutation[k]);
-  }
-  cholmod_l_free_factor(&symbolic, &common);
-  cholmod_l_free_sparse(&pattern, &common);
-  cholmod_l_finish(&common);
-  if (!ordered) throw std::runtime_error("the fill-reducing ordering failed");
-  return order;
+  return graph;
 }
 
 }  // namespace
@@ -84,7 +47,7 @@ std::vector<std::size_t> EliminationOrder(const LinearModel& model,
                                           std::size_t ownerCount) {
   if (model.unknownCount == 0) return {};
   const std::vector<std::size_t> ownerOrder =
-      OrderOfPattern(OwnerGraph(model, ownerOf, ownerCount));
+      AnalysedOrder(OwnerGraph(model, ownerOf, ownerCount), {}, true);
   // Each owner's unknowns, ascending, then laid out in the owners' order.
   std::vector<std::size_t> start(ownerCount + 1, 0);
   for (std::size_t u = 0; u < model.unknownCount; ++u)

@@ -96,17 +96,14 @@ void TakePattern(const cholmod_factor& l, SupernodalFactor& f) {
 // used when it succeeds and no pivot is weak; false otherwise.
 bool FactoriseBlocked(const SymmetricSparse& n, double relativeTolerance,
                       const std::vector<std::size_t>& givenOrder, SupernodalFactor& f) {
-  cholmod_common common;
-  cholmod_l_start(&common);
-  common.supernodal = CHOLMOD_SUPERNODAL;
-  common.print = 0;
+  CholmodSession session(CHOLMOD_SUPERNODAL);
+  cholmod_common& common = session.common;
   cholmod_sparse* upper = UpperTriangle(n, false, common);
   cholmod_factor* l = upper != nullptr ? Analyse(*upper, givenOrder, common) : nullptr;
   const bool analysed = l != nullptr && common.status == CHOLMOD_OK && l->is_super;
   if (analysed) TakePattern(*l, f);
   cholmod_l_free_factor(&l, &common);
   cholmod_l_free_sparse(&upper, &common);
-  cholmod_l_finish(&common);
   return analysed && IsClosed(f) && FactoriseOnPattern(n, f) &&
          NoPivotIsWeak(f, n, relativeTolerance);
 }
