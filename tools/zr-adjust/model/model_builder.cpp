@@ -1,7 +1,7 @@
 #include "tools/zr-adjust/model/model_builder.h"
 
+#include <functional>
 #include <map>
-#include <unordered_map>
 
 #include "tools/zr-adjust/model/direction_sets.h"
 
@@ -167,12 +167,23 @@ void ModelObjects::CreateObservations() {
 }
 
 LinearModel ModelObjects::Linearise() const {
-  std::unordered_map<uint64, std::size_t> unknownOf;
+  // The unknown of every value object, by its place in `values`: every handle of the
+  // observations points into that array (HandleOf), so the pointer finds it without a search.
+  constexpr std::size_t notUnknown = static_cast<std::size_t>(-1);
+  std::vector<std::size_t> unknownOf(values.size(), notUnknown);
   for (std::size_t u = 0; u < unknowns.size(); ++u)
-    unknownOf.emplace(unknowns[u]->GetId(), u);
+    unknownOf[static_cast<std::size_t>(unknowns[u] - values.data())] = u;
+  auto unknownOfHandle = [&](const ValueHandle& handle) {
+    const std::less<const ZR::VOValue*> before;
+    const ZR::VOValue* object = handle.object;
+    if (before(object, values.data()) || !before(object, values.data() + values.size()))
+      return notUnknown;
+    return unknownOf[static_cast<std::size_t>(object - values.data())];
+  };
   LinearModel linear;
   linear.unknownCount = unknowns.size();
   linear.rows.reserve(observations.size());
+  linear.groups.reserve(observations.size());
   std::map<ValueHandle, double> partials;
   for (std::size_t i = 0; i < observations.size(); ++i) {
     const SurveyObservation& source = network->observations[i];
@@ -187,9 +198,10 @@ LinearModel ModelObjects::Linearise() const {
       const_cast<NetworkObservation&>(observations[i]).GetPartials(partials);
     }
     DesignRow& row = linear.rows.emplace_back();
+    row.reserve(partials.size());
     for (const auto& [handle, partial] : partials) {
-      auto found = unknownOf.find(handle.id);
-      if (found != unknownOf.end()) row.push_back(DesignEntry{found->second, partial});
+      const std::size_t unknown = unknownOfHandle(handle);
+      if (unknown != notUnknown) row.push_back(DesignEntry{unknown, partial});
     }
     if (source.covariance >= 0 && source.axis != 0) continue;
     ObservationGroup& group = linear.groups.emplace_back();
