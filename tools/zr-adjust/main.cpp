@@ -4,6 +4,7 @@
 #include <iostream>
 #include <string>
 
+#include "tools/zr-adjust/memory_reuse.h"
 #include "tools/zr-adjust/network/network_reader.h"
 #include "tools/zr-adjust/options.h"
 #include "tools/zr-adjust/program.h"
@@ -20,6 +21,7 @@ int Fail(const std::string& message) {
 
 int main(int argc, char** argv) {
   using namespace zradjust;
+  KeepFreedMemoryInProcess();
   ParsedOptions parsed = ParseOptions(argc, argv);
   if (parsed.help) return std::cout << UsageText(), exitConverged;
   if (parsed.version) return std::cout << "zr-adjust " ZR_VERSION "\n", exitConverged;

@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
-#include <set>
+#include <unordered_set>
 #include <utility>
 
 #include "tools/zr-adjust/statistics/datum_cofactors.h"
@@ -38,10 +38,20 @@ UnknownMap MapUnknowns(const Network& network, const ModelObjects& objects) {
   return map;
 }
 
+// A pair of point indices spread over the table (the golden-ratio multiplier mixes the first
+// index into the high bits, so that pairs of neighbouring points do not collide).
+struct PointPairHash {
+  std::size_t operator()(const std::pair<std::size_t, std::size_t>& pair) const {
+    return (pair.first * 0x9E3779B97F4A7C15ull) ^ pair.second;
+  }
+};
+
 // Two points joined by an observation, in order of first appearance.
 std::vector<std::pair<std::size_t, std::size_t>> ObservedPairs(const Network& network) {
   std::vector<std::pair<std::size_t, std::size_t>> pairs;
-  std::set<std::pair<std::size_t, std::size_t>> seen;
+  // Only asked whether a pair was seen: a hash set, not an ordered one.
+  std::unordered_set<std::pair<std::size_t, std::size_t>, PointPairHash> seen;
+  seen.reserve(network.observations.size());
   auto add = [&](std::size_t a, std::size_t b) {
     if (a == b || !seen.insert({std::min(a, b), std::max(a, b)}).second) return;
     pairs.emplace_back(a, b);

@@ -29,7 +29,7 @@ bool OpenResult(const std::string& path, std::unique_ptr<OutputFile>& file, std:
 
 }  // namespace
 
-bool WriteStandardOutput(const std::string& text, std::string& error) {
+bool WriteStandardOutput(std::string_view text, std::string& error) {
   errno = 0;
   bool written = std::fwrite(text.data(), 1, text.size(), stdout) == text.size();
   int reason = errno;
@@ -78,7 +78,7 @@ bool RunOutputs::Finish(const AdjustmentReport& report, std::string& error) {
   } else {
     WriteTextReport(text, report);
   }
-  if (!WriteStandardOutput(text.str(), error)) return false;
+  if (!WriteStandardOutput(text.view(), error)) return false;
   if (json) {
     WriteJsonReport(json->Stream(), report);
     if (!json->Commit(error)) return false;

@@ -12,6 +12,7 @@
 #include <memory>
 #include <ostream>
 #include <string>
+#include <string_view>
 
 #include "tools/zr-adjust/options.h"
 #include "tools/zr-adjust/report/adjustment_report.h"
@@ -54,6 +55,6 @@ class RunOutputs {
 
 // Writes text to stdout and flushes it. On failure returns false with error set to
 // "standard output: cannot write: reason".
-bool WriteStandardOutput(const std::string& text, std::string& error);
+bool WriteStandardOutput(std::string_view text, std::string& error);
 
 }  // namespace zradjust

@@ -20,19 +20,19 @@ constexpr double supportFraction = 1e-9;
 // is above this: the datum points' share of the motions is not degenerate.
 constexpr double datumPointThreshold = 1e-10;
 
-// A with every row that holds a non-finite partial (coincident points of a distance) emptied:
-// such an observation determines nothing at these coordinates. emptied gets their rows.
-LinearModel FiniteRows(const LinearModel& linear, std::vector<std::size_t>& emptied) {
-  LinearModel finite = linear;
-  for (std::size_t i = 0; i < finite.rows.size(); ++i) {
-    DesignRow& row = finite.rows[i];
+// Empties every row of A that holds a non-finite partial (coincident points of a distance):
+// such an observation determines nothing at these coordinates. Returns their rows.
+std::vector<std::size_t> EmptyNonFiniteRows(LinearModel& linear) {
+  std::vector<std::size_t> emptied;
+  for (std::size_t i = 0; i < linear.rows.size(); ++i) {
+    DesignRow& row = linear.rows[i];
     bool ok = std::all_of(row.begin(), row.end(),
                           [](const DesignEntry& entry) { return std::isfinite(entry.partial); });
     if (ok) continue;
     row.clear();
     emptied.push_back(i);
   }
-  return finite;
+  return emptied;
 }
 
 std::vector<bool> Unobserved(const LinearModel& linear) {
@@ -209,11 +209,12 @@ std::vector<std::size_t> MinimalDatum(const std::vector<std::vector<double>>& mo
 }
 
 DatumAnalysis AnalyseDatum(const Network& network, const std::vector<UnknownRef>& unknowns,
-                           const LinearModel& linear, bool dampingHolds) {
+                           LinearModel linear, bool dampingHolds) {
   DatumAnalysis analysis;
-  std::vector<std::size_t> notFinite;
-  LinearModel finite = FiniteRows(linear, notFinite);
-  for (std::size_t i : notFinite)
+  // Emptied in place: the model is the caller's copy (or a temporary moved in), and a network's
+  // A is hundreds of megabytes.
+  LinearModel& finite = linear;
+  for (std::size_t i : EmptyNonFiniteRows(finite))
     analysis.problems.push_back(NotFiniteMessage(network, i));
   std::vector<bool> unobserved = Unobserved(finite);
   MotionFindings motions = FindMotions(network, unknowns, finite, unobserved, analysis);

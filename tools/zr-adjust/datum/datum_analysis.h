@@ -51,9 +51,10 @@ struct DatumAnalysis {
 };
 
 // unknowns as ModelObjects::UnknownRefs(); linear as ModelObjects::Linearise() at the
-// approximate coordinates. dampingHolds: the normal equations get a positive damping.
+// approximate coordinates, taken by value (pass a temporary to spare the copy). dampingHolds:
+// the normal equations get a positive damping.
 DatumAnalysis AnalyseDatum(const Network& network, const std::vector<UnknownRef>& unknowns,
-                           const LinearModel& linear, bool dampingHolds);
+                           LinearModel linear, bool dampingHolds);
 
 // The defect's motions (basis.motions) evaluated at other coordinates of the points, e.g. the
 // adjusted ones; zero at undetermined unknowns.

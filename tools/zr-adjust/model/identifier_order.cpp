@@ -92,6 +92,8 @@ struct CoordinateRef {
 std::vector<CoordinateRef> CoordinatesOf(const Network& network,
                                          const SurveyObservation& observation) {
   std::vector<CoordinateRef> coordinates;
+  // At most three points of three coordinates; taken at once, not grown step by step.
+  coordinates.reserve(9);
   auto add = [&](std::size_t point, int axisCount) {
     for (int axis = 0; axis < axisCount; ++axis)
       coordinates.push_back({point, axis});
@@ -216,6 +218,19 @@ std::uint64_t NormalProfile(const Network& network, const std::vector<std::uint6
     return static_cast<std::size_t>(std::lower_bound(unknownIds.begin(), unknownIds.end(), id) -
                                     unknownIds.begin());
   };
+  // The column of every free coordinate (three slots a point) and of every orientation, ranked
+  // once here rather than again for every observation that names it.
+  std::vector<std::size_t> coordinateColumn(3 * pointCount);
+  for (std::size_t p = 0; p < pointCount; ++p) {
+    const SurveyPoint& point = network.points[p];
+    for (int axis = 0; axis < point.CoordinateCount(); ++axis) {
+      if (!point.fixed[axis])
+        coordinateColumn[3 * p + axis] = rank(firstIds[p] + static_cast<std::uint64_t>(axis));
+    }
+  }
+  std::vector<std::size_t> orientationColumn(network.directionSets.size());
+  for (std::size_t set = 0; set < orientationColumn.size(); ++set)
+    orientationColumn[set] = rank(firstIds[pointCount + set]);
 
   std::vector<std::size_t> first(unknownIds.size());
   for (std::size_t i = 0; i < first.size(); ++i)
@@ -224,13 +239,11 @@ std::uint64_t NormalProfile(const Network& network, const std::vector<std::uint6
   for (const SurveyObservation& observation : network.observations) {
     columns.clear();
     for (const CoordinateRef& coordinate : CoordinatesOf(network, observation)) {
-      if (!network.points[coordinate.point].fixed[coordinate.axis]) {
-        columns.push_back(
-            rank(firstIds[coordinate.point] + static_cast<std::uint64_t>(coordinate.axis)));
-      }
+      if (!network.points[coordinate.point].fixed[coordinate.axis])
+        columns.push_back(coordinateColumn[3 * coordinate.point + coordinate.axis]);
     }
     if (observation.type == ObservationType::Direction) {
-      columns.push_back(rank(firstIds[pointCount + observation.set]));
+      columns.push_back(orientationColumn[observation.set]);
     }
     if (columns.empty()) continue;
     std::size_t smallest = *std::min_element(columns.begin(), columns.end());
@@ -242,8 +255,7 @@ std::uint64_t NormalProfile(const Network& network, const std::vector<std::uint6
     for (std::size_t p = 0; p < pointCount; ++p) {
       const SurveyPoint& point = network.points[p];
       for (int axis = 0; point.kind == PointKind::Spatial && axis < 3; ++axis) {
-        if (!point.fixed[axis])
-          pointColumns.push_back(rank(firstIds[p] + static_cast<std::uint64_t>(axis)));
+        if (!point.fixed[axis]) pointColumns.push_back(coordinateColumn[3 * p + axis]);
       }
     }
     if (!pointColumns.empty()) {

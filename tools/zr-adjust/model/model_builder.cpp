@@ -1,7 +1,9 @@
 #include "tools/zr-adjust/model/model_builder.h"
 
+#include <algorithm>
+#include <functional>
 #include <map>
-#include <unordered_map>
+#include <set>
 
 #include "tools/zr-adjust/model/direction_sets.h"
 
@@ -15,6 +17,14 @@ ValueHandle HandleOf(ZR::VOValue& value) {
   return handle;
 }
 
+// Puts handles into an ordered set sorted first, so that each goes in at the end without a
+// search through a set of hundreds of thousands.
+void InsertSorted(std::vector<ValueHandle> handles, std::set<ValueHandle>& set) {
+  std::sort(handles.begin(), handles.end());
+  for (const ValueHandle& handle : handles)
+    set.insert(set.end(), handle);
+}
+
 }  // namespace
 
 ModelObjects::ModelObjects(const Network& network, const std::vector<std::uint64_t>& firstIds,
@@ -22,9 +32,10 @@ ModelObjects::ModelObjects(const Network& network, const std::vector<std::uint64
     : network(&network) {
   CreateValues(firstIds, model);
   CreateObservations();
-  // Only now, with the array complete, do the addresses go into the set.
+  // Only now, with the array complete, do the addresses go into the set; they ascend, so each
+  // goes in at the end without a search.
   for (NetworkObservation& observation : observations)
-    model.observations.insert(&observation);
+    model.observations.insert(model.observations.end(), &observation);
 }
 
 void ModelObjects::CreateValues(const std::vector<std::uint64_t>& firstIds,
@@ -47,15 +58,17 @@ void ModelObjects::CreateValues(const std::vector<std::uint64_t>& firstIds,
   for (std::size_t set = 0; set < orientations.size(); ++set)
     values.emplace_back(firstIds[network->points.size() + set], orientations[set]);
 
+  std::vector<ValueHandle> valueHandles, fixedHandles;
+  valueHandles.reserve(values.size());
   for (std::size_t p = 0; p < network->points.size(); ++p) {
     const SurveyPoint& point = network->points[p];
     for (int axis = 0; axis < point.CoordinateCount(); ++axis) {
       ZR::VOValue& value = Coordinate(p, axis);
       uint64 id = value.GetId();
       RegisterVObject(id, &value);
-      model.values.insert(HandleOf(value));
+      valueHandles.push_back(HandleOf(value));
       if (point.fixed[axis]) {
-        model.fixedValues.insert(HandleOf(value));
+        fixedHandles.push_back(HandleOf(value));
       } else {
         unknowns.push_back(&value);
         unknownRefs.push_back(UnknownRef{false, p, axis});
@@ -72,11 +85,13 @@ void ModelObjects::CreateValues(const std::vector<std::uint64_t>& firstIds,
     ZR::VOValue& value = Orientation(set);
     uint64 id = value.GetId();
     RegisterVObject(id, &value);
-    model.values.insert(HandleOf(value));
+    valueHandles.push_back(HandleOf(value));
     unknowns.push_back(&value);
     unknownRefs.push_back(UnknownRef{true, set, 0});
     correctionScales.push_back(sights[set]);
   }
+  InsertSorted(std::move(valueHandles), model.values);
+  InsertSorted(std::move(fixedHandles), model.fixedValues);
 }
 
 ValueHandle ModelObjects::Handle(std::size_t point, int axis) {
@@ -167,12 +182,23 @@ void ModelObjects::CreateObservations() {
 }
 
 LinearModel ModelObjects::Linearise() const {
-  std::unordered_map<uint64, std::size_t> unknownOf;
+  // The unknown of every value object, by its place in `values`: every handle of the
+  // observations points into that array (HandleOf), so the pointer finds it without a search.
+  constexpr std::size_t notUnknown = static_cast<std::size_t>(-1);
+  std::vector<std::size_t> unknownOf(values.size(), notUnknown);
   for (std::size_t u = 0; u < unknowns.size(); ++u)
-    unknownOf.emplace(unknowns[u]->GetId(), u);
+    unknownOf[static_cast<std::size_t>(unknowns[u] - values.data())] = u;
+  auto unknownOfHandle = [&](const ValueHandle& handle) {
+    const std::less<const ZR::VOValue*> before;
+    const ZR::VOValue* object = handle.object;
+    if (before(object, values.data()) || !before(object, values.data() + values.size()))
+      return notUnknown;
+    return unknownOf[static_cast<std::size_t>(object - values.data())];
+  };
   LinearModel linear;
   linear.unknownCount = unknowns.size();
   linear.rows.reserve(observations.size());
+  linear.groups.reserve(observations.size());
   std::map<ValueHandle, double> partials;
   for (std::size_t i = 0; i < observations.size(); ++i) {
     const SurveyObservation& source = network->observations[i];
@@ -187,9 +213,10 @@ LinearModel ModelObjects::Linearise() const {
       const_cast<NetworkObservation&>(observations[i]).GetPartials(partials);
     }
     DesignRow& row = linear.rows.emplace_back();
+    row.reserve(partials.size());
     for (const auto& [handle, partial] : partials) {
-      auto found = unknownOf.find(handle.id);
-      if (found != unknownOf.end()) row.push_back(DesignEntry{found->second, partial});
+      const std::size_t unknown = unknownOfHandle(handle);
+      if (unknown != notUnknown) row.push_back(DesignEntry{unknown, partial});
     }
     if (source.covariance >= 0 && source.axis != 0) continue;
     ObservationGroup& group = linear.groups.emplace_back();

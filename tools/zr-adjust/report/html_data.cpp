@@ -33,9 +33,18 @@ template <typename Rows, typename Value>
 void WriteColumn(std::ostream& out, const char* key, const Rows& rows, Value value,
                  bool first = false) {
   out << (first ? "\n\"" : ",\n\"") << key << "\": [";
-  for (std::size_t i = 0; i < rows.size(); ++i)
-    out << (i ? "," : "") << value(rows[i]);
-  out << "]";
+  // Gathered in blocks: a column of a large network has a million values.
+  constexpr std::size_t blockBytes = std::size_t{1} << 20;
+  std::string block;
+  for (std::size_t i = 0; i < rows.size(); ++i) {
+    if (i) block += ',';
+    block += value(rows[i]);
+    if (block.size() >= blockBytes) {
+      out << block;
+      block.clear();
+    }
+  }
+  out << block << "]";
 }
 
 // The five columns of an ellipse: a, b, bearing, a95, b95 (null where there is none).

@@ -1,5 +1,7 @@
 #include "tools/zr-adjust/report/html_format.h"
 
+#include <algorithm>
+#include <charconv>
 #include <cmath>
 #include <cstdio>
 
@@ -41,11 +43,30 @@ ShownQuantity ShownBearing(AngleUnit unit) {
   return {1.0 / RadiansPerUnit(unit), unit == AngleUnit::Radian ? 4 : 2, UnitName(unit)};
 }
 
+std::string PrintfFixed(double value, int decimals) {
+  char buffer[512];
+  if (decimals >= 0) {
+    std::to_chars_result end =
+        std::to_chars(buffer, buffer + sizeof buffer, value, std::chars_format::fixed, decimals);
+    if (end.ec == std::errc()) return std::string(buffer, end.ptr);
+  }
+  int length = std::snprintf(nullptr, 0, "%.*f", decimals, value);
+  std::string text(static_cast<std::size_t>(length), '\0');
+  std::snprintf(text.data(), text.size() + 1, "%.*f", decimals, value);
+  return text;
+}
+
+namespace {
+
+// The page's figures have always been cut to what a 64-byte printf buffer holds.
+constexpr std::size_t longestFixed = 63;
+
+}  // namespace
+
 std::string Fixed(std::optional<double> value, int decimals) {
   if (!value || !std::isfinite(*value)) return "n/a";
-  char buffer[64];
-  std::snprintf(buffer, sizeof buffer, "%.*f", decimals, *value);
-  std::string text = buffer;
+  std::string text = PrintfFixed(*value, decimals);
+  if (text.size() > longestFixed) text.resize(longestFixed);
   // "-0.00" says nothing that "0.00" does not, and reads like a sign error.
   if (text[0] == '-' && text.find_first_not_of("-0.") == std::string::npos) text.erase(0, 1);
   return text;

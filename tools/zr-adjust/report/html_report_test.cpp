@@ -3,8 +3,14 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <cfloat>
+#include <cmath>
+#include <cstdio>
+#include <cstring>
 #include <regex>
 #include <sstream>
+#include <vector>
 
 #include "tools/zr-adjust/report/html_format.h"
 #include "tools/zr-adjust/report/html_sample_report.h"
@@ -83,6 +89,27 @@ TEST(HtmlFormat, UnitsDecimalsAndMissingValues) {
   for (const Case& c : cases)
     EXPECT_EQ(Show(c.value, c.quantity), c.shown) << c.shown;
   EXPECT_EQ(HtmlText("a<b>&\"c'"), "a&lt;b&gt;&amp;&quot;c&#39;");
+}
+
+// PrintfFixed writes exactly what printf's "%.*f" writes, and Fixed that cut to a 64-byte
+// buffer, whatever the value: ties of the binary value, tiny and huge magnitudes, subnormals,
+// values that are not finite, a negative precision and one too long for any buffer.
+TEST(HtmlFormat, FixedFiguresAreThoseOfPrintf) {
+  const double values[] = {0.125,    2.675,     -2.675,   1234.56785, 0.5,    1.5,
+                           -0.0004,  1e-320,    1e22,     1e55,       -1e300, DBL_MAX,
+                           123456.0, 9.9999995, 0.0,      -1e-300,    5e-324, 4503599627370497.5,
+                           NAN,      -NAN,      INFINITY, -INFINITY};
+  const int precisions[] = {0, 1, 2, 4, 7, 17, 40, -1, 1000};
+  for (double value : values)
+    for (int decimals : precisions) {
+      std::vector<char> reference(2000);
+      std::snprintf(reference.data(), reference.size(), "%.*f", decimals, value);
+      EXPECT_EQ(PrintfFixed(value, decimals), reference.data()) << value << " " << decimals;
+      if (!std::isfinite(value)) continue;
+      std::string cut(reference.data(), std::min<std::size_t>(63, std::strlen(reference.data())));
+      if (cut[0] == '-' && cut.find_first_not_of("-0.") == std::string::npos) cut.erase(0, 1);
+      EXPECT_EQ(Fixed(value, decimals), cut) << value << " " << decimals;
+    }
 }
 
 // Where the statistics give only the covariance of X and Y, the page derives the ellipse: the

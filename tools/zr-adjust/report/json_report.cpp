@@ -3,42 +3,127 @@
 #include <charconv>
 #include <cmath>
 #include <cstdio>
+#include <optional>
+#include <string_view>
 
 #include "tools/zr-adjust/report/report_units.h"
 
 namespace zradjust {
 
-std::string JsonNumber(double value) {
-  if (!std::isfinite(value)) return "null";
+namespace {
+
+// Appends what JsonNumber returns, without a string of its own for every number.
+void AppendNumber(std::string& text, double value) {
+  if (!std::isfinite(value)) {
+    text += "null";
+    return;
+  }
   // The same characters as printf's %.17g, several times faster on large networks.
   char buffer[32];
   std::to_chars_result end =
       std::to_chars(buffer, buffer + sizeof buffer, value, std::chars_format::general, 17);
-  return std::string(buffer, end.ptr);
+  text.append(buffer, end.ptr);
 }
 
-std::string JsonString(const std::string& text, bool escapeLessThan) {
-  std::string quoted = "\"";
-  for (unsigned char c : text) {
+void AppendString(std::string& text, const std::string& value, bool escapeLessThan) {
+  text += '"';
+  for (unsigned char c : value) {
     if (c == '"' || c == '\\') {
-      quoted += '\\';
-      quoted += static_cast<char>(c);
+      text += '\\';
+      text += static_cast<char>(c);
     } else if (c < 0x20 || (escapeLessThan && c == '<')) {
       char escaped[8];
       std::snprintf(escaped, sizeof escaped, "\\u%04x", c);
-      quoted += escaped;
+      text += escaped;
     } else {
-      quoted += static_cast<char>(c);
+      text += static_cast<char>(c);
     }
   }
-  return quoted + "\"";
+  text += '"';
+}
+
+}  // namespace
+
+std::string JsonNumber(double value) {
+  std::string text;
+  AppendNumber(text, value);
+  return text;
+}
+
+std::string JsonString(const std::string& text, bool escapeLessThan) {
+  std::string quoted;
+  AppendString(quoted, text, escapeLessThan);
+  return quoted;
 }
 
 namespace {
 
-std::string OptionalNumber(const std::optional<double>& value, double divisor = 1.0) {
-  return value ? JsonNumber(*value / divisor) : "null";
-}
+// The document is gathered in blocks of about this size before they go to the stream.
+constexpr std::size_t writeBlockBytes = std::size_t{1} << 20;
+
+// A number, a missing number (null) or a name, appended as JSON by JsonText.
+struct Number {
+  double value;
+};
+struct OptionalNumber {
+  std::optional<double> value;
+  double divisor = 1.0;
+};
+struct Name {
+  const std::string& text;
+};
+
+// The document's characters, appended as to a stream and passed on in blocks: a report of a
+// large network has millions of small pieces, each costing a stream insertion otherwise.
+class JsonText {
+ public:
+  explicit JsonText(std::ostream& out) : out(out) { text.reserve(writeBlockBytes + 4096); }
+  JsonText(const JsonText&) = delete;
+  JsonText& operator=(const JsonText&) = delete;
+  ~JsonText() { out.write(text.data(), static_cast<std::streamsize>(text.size())); }
+
+  JsonText& operator<<(const char* piece) { return Add(piece); }
+  JsonText& operator<<(const std::string& piece) { return Add(piece); }
+  JsonText& operator<<(char c) { return Add(std::string_view(&c, 1)); }
+  JsonText& operator<<(int value) { return Integer(value); }
+  JsonText& operator<<(long long value) { return Integer(value); }
+  JsonText& operator<<(std::size_t value) { return Integer(value); }
+  JsonText& operator<<(Number number) {
+    AppendNumber(text, number.value);
+    return Flushed();
+  }
+  JsonText& operator<<(OptionalNumber number) {
+    if (!number.value) return Add("null");
+    AppendNumber(text, *number.value / number.divisor);
+    return Flushed();
+  }
+  JsonText& operator<<(Name name) {
+    AppendString(text, name.text, false);
+    return Flushed();
+  }
+
+ private:
+  JsonText& Add(std::string_view piece) {
+    text += piece;
+    return Flushed();
+  }
+  template <typename Integral>
+  JsonText& Integer(Integral value) {
+    char buffer[24];
+    std::to_chars_result end = std::to_chars(buffer, buffer + sizeof buffer, value);
+    return Add(std::string_view(buffer, static_cast<std::size_t>(end.ptr - buffer)));
+  }
+  JsonText& Flushed() {
+    if (text.size() >= writeBlockBytes) {
+      out.write(text.data(), static_cast<std::streamsize>(text.size()));
+      text.clear();
+    }
+    return *this;
+  }
+
+  std::ostream& out;
+  std::string text;
+};
 
 const char* Boolean(bool value) {
   return value ? "true" : "false";
@@ -46,7 +131,7 @@ const char* Boolean(bool value) {
 
 // Writes the elements of items as a JSON array, one per line, each by writeItem.
 template <typename Item, typename WriteItem>
-void WriteArray(std::ostream& out, const char* name, const std::vector<Item>& items,
+void WriteArray(JsonText& out, const char* name, const std::vector<Item>& items,
                 WriteItem writeItem) {
   out << ",\n  \"" << name << "\": [";
   for (std::size_t i = 0; i < items.size(); ++i) {
@@ -56,32 +141,37 @@ void WriteArray(std::ostream& out, const char* name, const std::vector<Item>& it
   out << (items.empty() ? "]" : "\n  ]");
 }
 
-std::string Ellipse(const std::optional<EllipseResult>& ellipse, AngleUnit unit) {
-  if (!ellipse) return "null";
-  return "{ \"a\": " + JsonNumber(ellipse->a) + ", \"b\": " + JsonNumber(ellipse->b) +
-         ", \"bearing\": " + JsonNumber(InUnit(ellipse->bearing, unit)) +
-         ", \"a95\": " + JsonNumber(ellipse->a95) + ", \"b95\": " + JsonNumber(ellipse->b95) + " }";
+void WriteEllipse(JsonText& out, const std::optional<EllipseResult>& ellipse, AngleUnit unit) {
+  if (!ellipse) {
+    out << "null";
+    return;
+  }
+  out << "{ \"a\": " << Number{ellipse->a} << ", \"b\": " << Number{ellipse->b}
+      << ", \"bearing\": " << Number{InUnit(ellipse->bearing, unit)}
+      << ", \"a95\": " << Number{ellipse->a95} << ", \"b95\": " << Number{ellipse->b95} << " }";
 }
 
-void WritePoint(std::ostream& out, const PointResult& point, AngleUnit unit) {
-  out << "{ \"name\": " << JsonString(point.name);
+void WritePoint(JsonText& out, const PointResult& point, AngleUnit unit) {
+  out << "{ \"name\": " << Name{point.name};
   if (point.kind == PointKind::Height) {
-    out << ", \"h\": " << JsonNumber(point.coordinate[0])
-        << ", \"sh\": " << OptionalNumber(point.deviation[0]) << " }";
+    out << ", \"h\": " << Number{point.coordinate[0]}
+        << ", \"sh\": " << OptionalNumber{point.deviation[0]} << " }";
     return;
   }
   static const char* const names[3] = {"x", "y", "z"};
   int count = point.kind == PointKind::Plan ? 2 : 3;
   for (int axis = 0; axis < count; ++axis)
-    out << ", \"" << names[axis] << "\": " << JsonNumber(point.coordinate[axis]);
+    out << ", \"" << names[axis] << "\": " << Number{point.coordinate[axis]};
   for (int axis = 0; axis < count; ++axis)
-    out << ", \"s" << names[axis] << "\": " << OptionalNumber(point.deviation[axis]);
-  out << ", \"ellipse\": " << Ellipse(point.ellipse, unit) << " }";
+    out << ", \"s" << names[axis] << "\": " << OptionalNumber{point.deviation[axis]};
+  out << ", \"ellipse\": ";
+  WriteEllipse(out, point.ellipse, unit);
+  out << " }";
 }
 
-void WriteObservation(std::ostream& out, const AdjustmentReport& report,
+void WriteObservation(JsonText& out, const AdjustmentReport& report,
                       const ObservationResult& observation) {
-  auto name = [&](std::size_t index) { return JsonString(report.points[index].name); };
+  auto name = [&](std::size_t index) { return Name{report.points[index].name}; };
   out << "{ \"type\": \"" << TypeName(observation.type) << "\"";
   switch (observation.type) {
     case ObservationType::Coordinate:
@@ -92,50 +182,51 @@ void WriteObservation(std::ostream& out, const AdjustmentReport& report,
           << ", \"to\": " << name(observation.to);
       break;
     case ObservationType::Direction:
-      out << ", \"set\": "
-          << (observation.set < report.orientations.size()
-                  ? JsonString(report.orientations[observation.set].set)
-                  : "null");
+      out << ", \"set\": ";
+      if (observation.set < report.orientations.size())
+        out << Name{report.orientations[observation.set].set};
+      else
+        out << "null";
       [[fallthrough]];
     default:
       out << ", \"from\": " << name(observation.from) << ", \"to\": " << name(observation.to);
   }
   double perUnit = IsAngular(observation.type) ? RadiansPerUnit(observation.unit) : 1.0;
-  out << ", \"observed\": " << JsonNumber(observation.observed / perUnit)
-      << ", \"adjusted\": " << JsonNumber(observation.adjusted / perUnit)
-      << ", \"residual\": " << JsonNumber(observation.residual / perUnit)
-      << ", \"normalized\": " << JsonNumber(observation.normalized)
-      << ", \"redundancy\": " << JsonNumber(observation.redundancy)
-      << ", \"w\": " << OptionalNumber(observation.w)
-      << ", \"mdb\": " << OptionalNumber(observation.mdb, perUnit)
+  out << ", \"observed\": " << Number{observation.observed / perUnit}
+      << ", \"adjusted\": " << Number{observation.adjusted / perUnit}
+      << ", \"residual\": " << Number{observation.residual / perUnit}
+      << ", \"normalized\": " << Number{observation.normalized}
+      << ", \"redundancy\": " << Number{observation.redundancy}
+      << ", \"w\": " << OptionalNumber{observation.w}
+      << ", \"mdb\": " << OptionalNumber{observation.mdb, perUnit}
       << ", \"outlier\": " << (observation.uncontrolled ? "null" : Boolean(observation.outlier))
       << " }";
 }
 
-void WriteDatum(std::ostream& out, const AdjustmentReport& report) {
+void WriteDatum(JsonText& out, const AdjustmentReport& report) {
   const DatumResult& datum = report.datum;
   out << ",\n  \"datum\": { \"kind\": \"" << (datum.free ? "free" : "fixed")
       << "\", \"defect\": " << datum.defect << ", \"parameters\": [";
   for (std::size_t i = 0; i < datum.parameters.size(); ++i)
-    out << (i ? ", " : " ") << JsonString(datum.parameters[i])
+    out << (i ? ", " : " ") << Name{datum.parameters[i]}
         << (i + 1 == datum.parameters.size() ? " " : "");
   out << "], \"points\": [";
   for (std::size_t i = 0; i < datum.points.size(); ++i) {
-    out << (i ? ", " : " ") << JsonString(report.points[datum.points[i]].name)
+    out << (i ? ", " : " ") << Name{report.points[datum.points[i]].name}
         << (i + 1 == datum.points.size() ? " " : "");
   }
   out << "] }";
 }
 
-void WriteStatistics(std::ostream& out, const AdjustmentReport& report) {
+void WriteStatistics(JsonText& out, const AdjustmentReport& report) {
   out << ",\n  \"redundancy\": " << report.redundancy << ",\n  \"variance_factor\": \""
       << (report.varianceFactor == VarianceFactor::Known ? "known" : "estimated") << "\"";
   WriteDatum(out, report);
   out << ",\n  \"global_test\": ";
   if (report.globalTest) {
     const GlobalTestResult& test = *report.globalTest;
-    out << "{ \"alpha\": " << JsonNumber(test.alpha) << ", \"lower\": " << JsonNumber(test.lower)
-        << ", \"upper\": " << JsonNumber(test.upper) << ", \"value\": " << JsonNumber(test.value)
+    out << "{ \"alpha\": " << Number{test.alpha} << ", \"lower\": " << Number{test.lower}
+        << ", \"upper\": " << Number{test.upper} << ", \"value\": " << Number{test.value}
         << ", \"passed\": " << Boolean(test.passed) << " }";
   } else {
     out << "null";
@@ -145,34 +236,36 @@ void WriteStatistics(std::ostream& out, const AdjustmentReport& report) {
 
 }  // namespace
 
-void WriteJsonReport(std::ostream& out, const AdjustmentReport& report) {
+void WriteJsonReport(std::ostream& stream, const AdjustmentReport& report) {
+  JsonText out(stream);
   const AngleUnit unit = report.finalUnit;
-  out << "{\n  \"sigma0\": " << OptionalNumber(report.sigma0)
+  out << "{\n  \"sigma0\": " << OptionalNumber{report.sigma0}
       << ",\n  \"converged\": " << Boolean(report.converged)
       << ",\n  \"unknowns\": " << report.unknownCount
       << ",\n  \"observations_count\": " << report.observations.size();
   WriteStatistics(out, report);
   WriteArray(out, "iterations", report.iterations, [&](const IterationRecord& iteration) {
-    out << "{ \"sigma0\": " << JsonNumber(iteration.sigma0)
-        << ", \"max_correction\": " << JsonNumber(iteration.maxCorrection)
-        << ", \"seconds\": " << JsonNumber(iteration.seconds) << " }";
+    out << "{ \"sigma0\": " << Number{iteration.sigma0}
+        << ", \"max_correction\": " << Number{iteration.maxCorrection}
+        << ", \"seconds\": " << Number{iteration.seconds} << " }";
   });
   WriteArray(out, "points", report.points,
              [&](const PointResult& point) { WritePoint(out, point, unit); });
   WriteArray(out, "orientations", report.orientations, [&](const OrientationResult& set) {
-    out << "{ \"set\": " << JsonString(set.set)
-        << ", \"station\": " << JsonString(report.points[set.station].name)
-        << ", \"value\": " << JsonNumber(InUnit(set.value, unit))
-        << ", \"sd\": " << OptionalNumber(set.deviation, RadiansPerUnit(unit)) << " }";
+    out << "{ \"set\": " << Name{set.set}
+        << ", \"station\": " << Name{report.points[set.station].name}
+        << ", \"value\": " << Number{InUnit(set.value, unit)}
+        << ", \"sd\": " << OptionalNumber{set.deviation, RadiansPerUnit(unit)} << " }";
   });
   WriteArray(out, "relative", report.relative, [&](const RelativeResult& pair) {
-    out << "{ \"from\": " << JsonString(report.points[pair.from].name)
-        << ", \"to\": " << JsonString(report.points[pair.to].name);
+    out << "{ \"from\": " << Name{report.points[pair.from].name}
+        << ", \"to\": " << Name{report.points[pair.to].name};
     std::optional<EllipseResult> e = pair.ellipse;
-    out << ", \"a\": " << (e ? JsonNumber(e->a) : "null")
-        << ", \"b\": " << (e ? JsonNumber(e->b) : "null")
-        << ", \"bearing\": " << (e ? JsonNumber(InUnit(e->bearing, unit)) : "null")
-        << ", \"sd_distance\": " << OptionalNumber(pair.distanceDeviation) << " }";
+    auto part = [&](auto of) { return e ? OptionalNumber{of(*e)} : OptionalNumber{std::nullopt}; };
+    out << ", \"a\": " << part([](const EllipseResult& x) { return x.a; })
+        << ", \"b\": " << part([](const EllipseResult& x) { return x.b; }) << ", \"bearing\": "
+        << part([&](const EllipseResult& x) { return InUnit(x.bearing, unit); })
+        << ", \"sd_distance\": " << OptionalNumber{pair.distanceDeviation} << " }";
   });
   WriteArray(out, "observations", report.observations,
              [&](const ObservationResult& o) { WriteObservation(out, report, o); });

@@ -9,6 +9,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <string_view>
 #include <vector>
 
 namespace zradjust {
@@ -16,7 +17,7 @@ namespace {
 
 // Writes all of text to descriptor, resuming after a signal or a partial write. Returns 0 or
 // the errno of the failure.
-int WriteAll(int descriptor, const std::string& text) {
+int WriteAll(int descriptor, std::string_view text) {
   std::size_t done = 0;
   while (done < text.size()) {
     ssize_t written = write(descriptor, text.data() + done, text.size() - done);
@@ -81,7 +82,9 @@ bool OutputFile::Open(const std::string& path, std::string& error) {
 
 bool OutputFile::Commit(std::string& error) {
   if (descriptor < 0) return Fail(error, EBADF);
-  if (int reason = WriteAll(descriptor, stream.str())) return Fail(error, reason);
+  // Written from the stream's own buffer: a copy of a report of hundreds of megabytes would
+  // cost as much memory again.
+  if (int reason = WriteAll(descriptor, stream.view())) return Fail(error, reason);
   int closed = close(descriptor);
   descriptor = -1;
   if (closed != 0) return Fail(error, errno);

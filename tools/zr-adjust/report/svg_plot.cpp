@@ -4,9 +4,9 @@
 #include <cmath>
 #include <numbers>
 #include <optional>
-#include <set>
 #include <string>
 #include <tuple>
+#include <unordered_set>
 
 namespace zradjust {
 
@@ -112,9 +112,22 @@ int LineKindOf(ObservationType type) {
   }
 }
 
+// A line's kind and its two points spread over the table (golden-ratio multipliers mix the
+// first members into the high bits).
+struct DrawnLineHash {
+  std::size_t operator()(const std::tuple<int, std::size_t, std::size_t>& line) const {
+    const auto& [kind, from, to] = line;
+    return ((static_cast<std::size_t>(kind) * 0x9E3779B97F4A7C15ull + from) *
+            0x9E3779B97F4A7C15ull) ^
+           to;
+  }
+};
+
 void WriteLines(std::ostream& out, const AdjustmentReport& report, const Projection& map) {
-  // One line per pair of points and kind of observation, however often it was observed.
-  std::set<std::tuple<int, std::size_t, std::size_t>> drawn;
+  // One line per pair of points and kind of observation, however often it was observed; the
+  // set is only asked whether a line was drawn, so it is a hash set.
+  std::unordered_set<std::tuple<int, std::size_t, std::size_t>, DrawnLineHash> drawn;
+  drawn.reserve(report.observations.size());
   out << "<g id=\"observations\" fill=\"none\" stroke-width=\"1.2\">\n";
   auto line = [&](int kind, std::size_t from, std::size_t to) {
     if (from == to || from >= report.points.size() || to >= report.points.size()) return;

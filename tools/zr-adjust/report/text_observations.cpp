@@ -32,16 +32,14 @@ Shown ShownAs(const ObservationResult& observation) {
 
 // The [at,] from and to/axis cells: an angle is measured at AT from FROM to TO (the at column
 // exists only when there are angles); a coordinate observation names its point and its axis.
-std::vector<std::string> PointCells(const AdjustmentReport& report,
-                                    const ObservationResult& observation, bool withAt) {
+void AddPointCells(const AdjustmentReport& report, const ObservationResult& observation,
+                   bool withAt, std::vector<std::string>& cells) {
   auto name = [&](std::size_t index) { return report.points[index].name; };
-  std::vector<std::string> cells;
   if (withAt)
     cells.push_back(observation.type == ObservationType::Angle ? name(observation.at) : "");
   cells.push_back(name(observation.from));
   cells.push_back(observation.type == ObservationType::Coordinate ? std::string(1, observation.axis)
                                                                   : name(observation.to));
-  return cells;
 }
 
 std::vector<TextTable::Column> PointHeadings(bool withAt) {
@@ -84,21 +82,28 @@ void WriteTable(std::ostream& out, const AdjustmentReport& report, Columns colum
   TextTable table(headings);
   for (const ObservationResult& observation : report.observations) {
     Shown shown = ShownAs(observation);
-    std::vector<std::string> row = {std::to_string(observation.line), TypeName(observation.type)};
+    // Cells moved into the row one by one: a list would copy each of them once more, for
+    // every one of a large network's observations.
+    std::vector<std::string> row;
+    row.reserve(headings.size());
+    row.push_back(std::to_string(observation.line));
+    row.push_back(TypeName(observation.type));
     if (columns.sets) {
       bool direction = observation.type == ObservationType::Direction &&
                        observation.set < report.orientations.size();
       row.push_back(direction ? report.orientations[observation.set].set : "");
     }
-    for (std::string& cell : PointCells(report, observation, columns.at))
-      row.push_back(std::move(cell));
-    row.insert(row.end(), {FixedOrExponent(observation.observed / shown.perUnit, shown.decimals),
-                           FixedOrExponent(observation.adjusted / shown.perUnit, shown.decimals),
-                           shown.unit, FixedOrExponent(observation.residual / shown.perSubUnit, 2),
-                           Optional(observation.mdb, shown.perSubUnit, 2), shown.subUnit,
-                           FixedOrExponent(observation.normalized, 2),
-                           FixedOrExponent(observation.redundancy, 3),
-                           Optional(observation.w, 1.0, 2), Flag(observation)});
+    AddPointCells(report, observation, columns.at, row);
+    row.push_back(FixedOrExponent(observation.observed / shown.perUnit, shown.decimals));
+    row.push_back(FixedOrExponent(observation.adjusted / shown.perUnit, shown.decimals));
+    row.push_back(shown.unit);
+    row.push_back(FixedOrExponent(observation.residual / shown.perSubUnit, 2));
+    row.push_back(Optional(observation.mdb, shown.perSubUnit, 2));
+    row.push_back(shown.subUnit);
+    row.push_back(FixedOrExponent(observation.normalized, 2));
+    row.push_back(FixedOrExponent(observation.redundancy, 3));
+    row.push_back(Optional(observation.w, 1.0, 2));
+    row.push_back(Flag(observation));
     table.AddRow(std::move(row));
   }
   table.Write(out);
@@ -129,8 +134,7 @@ void WriteFlagged(std::ostream& out, const AdjustmentReport& report, Columns col
     const ObservationResult& observation = report.observations[index];
     Shown shown = ShownAs(observation);
     std::vector<std::string> row = {std::to_string(observation.line), TypeName(observation.type)};
-    for (std::string& cell : PointCells(report, observation, columns.at))
-      row.push_back(std::move(cell));
+    AddPointCells(report, observation, columns.at, row);
     row.insert(row.end(), {Optional(observation.w, 1.0, 2),
                            FixedOrExponent(observation.residual / shown.perSubUnit, 2),
                            Optional(observation.mdb, shown.perSubUnit, 2), shown.subUnit});

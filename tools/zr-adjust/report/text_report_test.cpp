@@ -69,6 +69,38 @@ TEST(TextTable, FormatsHugeTinyAndOrdinaryFiguresReadably) {
             "  B            -12345.25\n");
 }
 
+TEST(TextTable, PadsEveryCellToItsColumnAndDropsTrailingBlanks) {
+  // A blank last heading, a missing cell, a cell too many, a wide character and a row of
+  // blanks only; each line is written as the columns make it, not as the cells arrive.
+  TextTable table({{"a", Align::Left}, {"bb"}, {"", Align::Left}});
+  EXPECT_TRUE(table.Empty());
+  table.AddRow({"\xCF\x83", "1"});
+  table.AddRow({"xyz", "22", "flag", "ignored"});
+  table.AddRow({"", "", ""});
+  EXPECT_FALSE(table.Empty());
+  struct Case {
+    int indent;
+    const char* text;
+  };
+  const Case cases[] = {
+      {3,
+       "   a    bb\n"
+       "   \xCF\x83     1\n"
+       "   xyz  22  flag\n"
+       "\n"},
+      {0,
+       "a    bb\n"
+       "\xCF\x83     1\n"
+       "xyz  22  flag\n"
+       "\n"},
+  };
+  for (const Case& c : cases) {
+    std::ostringstream out;
+    table.Write(out, c.indent);
+    EXPECT_EQ(out.str(), c.text) << c.indent;
+  }
+}
+
 TEST(TextReport, ColumnsNeverRunTogetherWhateverTheNumbers) {
   // Every cell of N1's row and of the distance's row set to the same figure: the number of
   // blank-separated fields must stay that of an ordinary figure, and no field may be long.

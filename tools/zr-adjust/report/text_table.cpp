@@ -9,11 +9,20 @@
 
 namespace zradjust {
 
-TextTable::TextTable(std::vector<Column> columns) : columns(std::move(columns)) {}
+TextTable::TextTable(std::vector<Column> columns) : columns(std::move(columns)) {
+  for (const Column& column : this->columns)
+    columnWidths.push_back(DisplayWidth(column.heading));
+}
 
-void TextTable::AddRow(std::vector<std::string> cells) {
-  cells.resize(columns.size());
-  rows.push_back(std::move(cells));
+void TextTable::AddRow(std::vector<std::string> row) {
+  row.resize(columns.size());
+  for (std::size_t c = 0; c < row.size(); ++c) {
+    std::size_t width = DisplayWidth(row[c]);
+    columnWidths[c] = std::max(columnWidths[c], width);
+    cellWidths.push_back(width);
+    cells.push_back(std::move(row[c]));
+  }
+  ++rowCount;
 }
 
 std::size_t DisplayWidth(const std::string& text) {
@@ -24,27 +33,45 @@ std::size_t DisplayWidth(const std::string& text) {
   return width;
 }
 
+namespace {
+
+// Lines are gathered into blocks of about this size before they go to the stream.
+constexpr std::size_t writeBlockBytes = std::size_t{1} << 20;
+
+}  // namespace
+
 void TextTable::Write(std::ostream& out, int indent) const {
-  std::vector<std::size_t> widths(columns.size());
-  for (std::size_t c = 0; c < columns.size(); ++c) {
-    widths[c] = DisplayWidth(columns[c].heading);
-    for (const std::vector<std::string>& row : rows)
-      widths[c] = std::max(widths[c], DisplayWidth(row[c]));
-  }
-  auto writeLine = [&](auto cellOf) {
-    std::string line(indent, ' ');
+  std::string block;
+  block.reserve(writeBlockBytes + 4096);
+  // Appends one line to the block: every cell padded to its column, the trailing blanks
+  // dropped; a full block goes to the stream.
+  auto writeLine = [&](auto cellOf, auto widthOf) {
+    std::size_t lineStart = block.size();
+    block.append(static_cast<std::size_t>(indent), ' ');
     for (std::size_t c = 0; c < columns.size(); ++c) {
       const std::string& cell = cellOf(c);
-      std::string padding(widths[c] - DisplayWidth(cell), ' ');
-      if (c > 0) line += "  ";
-      line += columns[c].align == Align::Right ? padding + cell : cell + padding;
+      std::size_t padding = columnWidths[c] - widthOf(c);
+      if (c > 0) block += "  ";
+      if (columns[c].align == Align::Right) block.append(padding, ' ');
+      block += cell;
+      if (columns[c].align == Align::Left) block.append(padding, ' ');
     }
-    line.erase(line.find_last_not_of(' ') + 1);
-    out << line << "\n";
+    std::size_t end = block.find_last_not_of(' ');
+    block.resize(end == std::string::npos || end < lineStart ? lineStart : end + 1);
+    block += '\n';
+    if (block.size() >= writeBlockBytes) {
+      out << block;
+      block.clear();
+    }
   };
-  writeLine([&](std::size_t c) -> const std::string& { return columns[c].heading; });
-  for (const std::vector<std::string>& row : rows)
-    writeLine([&](std::size_t c) -> const std::string& { return row[c]; });
+  writeLine([&](std::size_t c) -> const std::string& { return columns[c].heading; },
+            [&](std::size_t c) { return DisplayWidth(columns[c].heading); });
+  for (std::size_t r = 0; r < rowCount; ++r) {
+    const std::size_t first = r * columns.size();
+    writeLine([&](std::size_t c) -> const std::string& { return cells[first + c]; },
+              [&](std::size_t c) { return cellWidths[first + c]; });
+  }
+  out << block;
 }
 
 std::string Formatted(const char* format, ...) {

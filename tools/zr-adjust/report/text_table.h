@@ -23,15 +23,21 @@ class TextTable {
   explicit TextTable(std::vector<Column> columns);
 
   // One row; cells past the column count are ignored, missing ones are blank.
-  void AddRow(std::vector<std::string> cells);
-  bool Empty() const { return rows.empty(); }
+  void AddRow(std::vector<std::string> row);
+  bool Empty() const { return rowCount == 0; }
   // Writes the heading and the rows, each line indented by indent blanks and without trailing
   // blanks.
   void Write(std::ostream& out, int indent = 2) const;
 
  private:
   std::vector<Column> columns;
-  std::vector<std::vector<std::string>> rows;
+  // The rows one after the other, columns.size() cells each, with the width of every cell
+  // beside it: a report of a large network has millions of cells, each measured once.
+  std::vector<std::string> cells;
+  std::vector<std::size_t> cellWidths;
+  std::size_t rowCount = 0;
+  // Per column, the widest of its heading and its cells so far.
+  std::vector<std::size_t> columnWidths;
 };
 
 // The number of code points of a UTF-8 text (the columns it takes on a terminal).
