@@ -4,6 +4,7 @@
 #include <charconv>
 #include <cmath>
 #include <cstdio>
+#include <cstring>
 
 #include "tools/zr-adjust/report/markup_text.h"
 
@@ -75,6 +76,30 @@ std::string Fixed(std::optional<double> value, int decimals) {
 std::string Show(std::optional<double> value, const ShownQuantity& quantity) {
   if (!value) return "n/a";
   return Fixed(*value * quantity.factor, quantity.decimals);
+}
+
+std::string PrintfTenths(const char* format, double a, double b) {
+  // The figures have always been cut to what a 64-byte printf buffer holds.
+  constexpr std::size_t longest = 63;
+  const double arguments[2] = {a, b};
+  std::size_t used = 0;
+  std::string text;
+  for (const char* c = format; *c != '\0'; ++c) {
+    if (*c != '%') {
+      text += *c;
+      continue;
+    }
+    if (std::strncmp(c, "%.1f", 4) != 0 || used == 2) {
+      char buffer[longest + 1];
+      std::snprintf(buffer, sizeof buffer, format, a, b);
+      return buffer;
+    }
+    text += PrintfFixed(arguments[used], 1);
+    ++used;
+    c += 3;
+  }
+  if (text.size() > longest) text.resize(longest);
+  return text;
 }
 
 }  // namespace zradjust

@@ -42,4 +42,9 @@ std::string Fixed(std::optional<double> value, int decimals);
 // time on a large network; printf stays for the precisions that to_chars leaves to it.
 std::string PrintfFixed(double value, int decimals);
 
+// What printf writes for format with a and b into a 64-byte buffer (at most 63 characters).
+// Formats whose conversions are "%.1f" only, as the plan's paths and labels use by the million,
+// go through PrintfFixed; any other goes to printf itself.
+std::string PrintfTenths(const char* format, double a, double b);
+
 }  // namespace zradjust

@@ -7,7 +7,6 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
-#include <cstring>
 #include <string>
 #include <unordered_map>
 #include <vector>
@@ -29,36 +28,6 @@ constexpr double largestEllipsePixels = 30.0;
 constexpr std::size_t labelledPointLimit = 300;
 // Below this |w| a line is unremarkable; between it and the critical value it is worth a look.
 constexpr double noticeableW = 2.0;
-
-// The plan's figures have always been cut to what a 64-byte printf buffer holds.
-constexpr std::size_t longestFormatted = 63;
-
-std::string PrintfFormat(const char* format, double a, double b) {
-  char buffer[longestFormatted + 1];
-  std::snprintf(buffer, sizeof buffer, format, a, b);
-  return buffer;
-}
-
-// printf of format with a and b. The plan's formats convert with "%.1f" only, and
-// PrintfFixed writes those figures faster (the plan of a large network has a million of them);
-// any other conversion goes to printf itself.
-std::string Format(const char* format, double a, double b) {
-  const double arguments[2] = {a, b};
-  std::size_t used = 0;
-  std::string text;
-  for (const char* c = format; *c != '\0'; ++c) {
-    if (*c != '%') {
-      text += *c;
-      continue;
-    }
-    if (std::strncmp(c, "%.1f", 4) != 0 || used == 2) return PrintfFormat(format, a, b);
-    text += PrintfFixed(arguments[used], 1);
-    ++used;
-    c += 3;
-  }
-  if (text.size() > longestFormatted) text.resize(longestFormatted);
-  return text;
-}
 
 bool InPlan(const PointResult& point) {
   return point.kind != PointKind::Height && std::isfinite(point.coordinate[0]) &&
@@ -123,8 +92,8 @@ void WriteLinePaths(std::ostream& out, const AdjustmentReport& report, const Can
   std::string paths[4];
   for (const Sight& sight : sights) {
     std::string& d = paths[WClass(sight.largestW, report.criticalW)];
-    d += Format("M%.1f %.1f", canvas.u[sight.from], canvas.v[sight.from]);
-    d += Format("L%.1f %.1f", canvas.u[sight.to], canvas.v[sight.to]);
+    d += PrintfTenths("M%.1f %.1f", canvas.u[sight.from], canvas.v[sight.from]);
+    d += PrintfTenths("L%.1f %.1f", canvas.u[sight.to], canvas.v[sight.to]);
   }
   for (int c = 0; c < 4; ++c)
     if (!paths[c].empty())
@@ -169,8 +138,8 @@ void WriteLabels(std::ostream& out, const AdjustmentReport& report, const Canvas
   out << "<g class=\"labels\">";
   for (std::size_t i = 0; i < report.points.size(); ++i) {
     if (!canvas.drawn[i]) continue;
-    out << "<text x=\"" << Format("%.1f\" y=\"%.1f", canvas.u[i] + 6.0, canvas.v[i] - 6.0) << "\">"
-        << HtmlText(report.points[i].name) << "</text>";
+    out << "<text x=\"" << PrintfTenths("%.1f\" y=\"%.1f", canvas.u[i] + 6.0, canvas.v[i] - 6.0)
+        << "\">" << HtmlText(report.points[i].name) << "</text>";
   }
   out << "</g>\n";
 }
@@ -200,7 +169,7 @@ void WritePlanData(std::ostream& out, const AdjustmentReport& report, const Canv
   bool first = true;
   for (std::size_t i = 0; i < report.points.size(); ++i) {
     if (!canvas.drawn[i]) continue;
-    out << (first ? "" : ",") << "[" << i << Format(",%.1f,%.1f]", canvas.u[i], canvas.v[i]);
+    out << (first ? "" : ",") << "[" << i << PrintfTenths(",%.1f,%.1f]", canvas.u[i], canvas.v[i]);
     first = false;
   }
   out << "]}</script>\n";
@@ -368,8 +337,8 @@ void WriteProfileView(std::ostream& out, const AdjustmentReport& report, bool ma
         report.points[i].deviation[HeightAxis(report.points[i])];
     if (!canvas.drawn[i] || !deviation || !std::isfinite(*deviation)) continue;
     double length = *deviation * enlargement * scale;
-    bars += Format("M%.1f %.1f", canvas.u[i], canvas.v[i] - length);
-    bars += Format("v%.1f", 2.0 * length, 0.0);
+    bars += PrintfTenths("M%.1f %.1f", canvas.u[i], canvas.v[i] - length);
+    bars += PrintfTenths("v%.1f", 2.0 * length, 0.0);
   }
   if (!bars.empty()) out << "<path class=\"ellipses\" d=\"" << bars << "\"/>\n";
   WritePointPaths(out, report, canvas);

@@ -112,6 +112,29 @@ TEST(HtmlFormat, FixedFiguresAreThoseOfPrintf) {
     }
 }
 
+// PrintfTenths writes what printf writes into a 64-byte buffer: figures of "%.1f" in any
+// text, the cut at 63 characters, and other conversions left to printf.
+TEST(HtmlFormat, TenthsAreThoseOfPrintf) {
+  struct Case {
+    const char* format;
+    double a, b;
+  };
+  const Case cases[] = {
+      {"M%.1f %.1f", 0.25, -0.05},  // ties of the binary value, a negative zero
+      {"%.1f\" y=\"%.1f", 1e6 / 3.0, 2.675},
+      {"v%.1f", -12.35, 0.0},
+      {",%.1f,%.1f]", 1e30, -1e30},  // longer than 63 characters
+      {"%.1f %.1f", NAN, -INFINITY},
+      {"%g mm", 1.5e-7, 0.0},  // not a "%.1f": printf itself
+      {"%.2f%%", 12.345, 0.0},
+  };
+  for (const Case& c : cases) {
+    char reference[64];
+    std::snprintf(reference, sizeof reference, c.format, c.a, c.b);
+    EXPECT_EQ(PrintfTenths(c.format, c.a, c.b), reference) << c.format;
+  }
+}
+
 // Where the statistics give only the covariance of X and Y, the page derives the ellipse: the
 // bearing of the major axis runs clockwise from north, the 95 % axes by the run's factor.
 TEST(HtmlReport, EllipseFromCovarianceHasItsBearingFromNorth) {

@@ -75,6 +75,53 @@ TEST(JsonReport, NumbersReadBackToTheSameDoubles) {
   EXPECT_EQ(JsonNumber(0.1), "0.10000000000000001");
 }
 
+// The lines of the document's observations array, each without its separating comma.
+std::vector<std::string> ObservationLines(const std::string& json) {
+  const std::string opening = "\"observations\": [\n";
+  std::size_t position = json.find(opening);
+  std::vector<std::string> lines;
+  if (position == std::string::npos) return lines;
+  position += opening.size();
+  for (std::size_t end; (end = json.find('\n', position)) != std::string::npos;
+       position = end + 1) {
+    std::string line = json.substr(position, end - position);
+    if (line == "  ]") break;
+    if (!line.empty() && line.back() == ',') line.pop_back();
+    lines.push_back(line);
+  }
+  return lines;
+}
+
+// A document of several megabytes goes to the stream in blocks: every observation of a large
+// report must come out once, whole and in order, as it does in a report of its own.
+TEST(JsonReport, ALargeReportIsWrittenWholeAcrossItsBlocks) {
+  const AdjustmentReport sample = SampleReport();
+  AdjustmentReport large = sample;
+  large.observations.clear();
+  large.flagged.clear();
+  const std::size_t count = 20000;
+  std::vector<std::string> expected;
+  for (std::size_t i = 0; i < count; ++i) {
+    ObservationResult observation = sample.observations[i % sample.observations.size()];
+    observation.observed += 1e-3 * static_cast<double>(i);
+    large.observations.push_back(observation);
+    AdjustmentReport single = sample;
+    single.observations = {observation};
+    single.flagged.clear();
+    std::ostringstream alone;
+    WriteJsonReport(alone, single);
+    std::vector<std::string> lines = ObservationLines(alone.str());
+    ASSERT_EQ(lines.size(), 1u);
+    expected.push_back(lines[0]);
+  }
+  std::ostringstream out;
+  WriteJsonReport(out, large);
+  const std::string json = out.str();
+  ASSERT_GT(json.size(), std::size_t{4} << 20);
+  EXPECT_TRUE(ObservationLines(json) == expected);
+  EXPECT_EQ(json.substr(json.size() - 7), "\n  ]\n}\n");
+}
+
 TEST(JsonReport, HasEveryFieldOfTheDocumentedLayout) {
   // An independent JSON reader checks the structure: names, nulls and which keys exist where.
   AdjustmentReport report = SampleReport();

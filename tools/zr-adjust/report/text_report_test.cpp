@@ -1,8 +1,12 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdlib>
 #include <sstream>
+#include <string>
+#include <utility>
+#include <vector>
 
 #include "tools/zr-adjust/report/report_samples.h"
 #include "tools/zr-adjust/report/text_report.h"
@@ -99,6 +103,32 @@ TEST(TextTable, PadsEveryCellToItsColumnAndDropsTrailingBlanks) {
     table.Write(out, c.indent);
     EXPECT_EQ(out.str(), c.text) << c.indent;
   }
+}
+
+// A table of more than a megabyte goes to the stream in blocks: every line must come out once,
+// whole and in order, padded as the widest cell of all the rows requires.
+TEST(TextTable, ALargeTableIsWrittenWholeAcrossItsBlocks) {
+  const std::size_t rowCount = 60000;
+  TextTable table({{"name", Align::Left}, {"value"}});
+  std::vector<std::pair<std::string, std::string>> rows;
+  std::size_t nameWidth = 4, valueWidth = 5;
+  for (std::size_t i = 0; i < rowCount; ++i) {
+    rows.emplace_back("P" + std::to_string(i), std::to_string(i * 37 % 100003) + ".5");
+    nameWidth = std::max(nameWidth, rows.back().first.size());
+    valueWidth = std::max(valueWidth, rows.back().second.size());
+    table.AddRow({rows.back().first, rows.back().second});
+  }
+  auto line = [&](const std::string& name, const std::string& value) {
+    return "  " + name + std::string(nameWidth - name.size(), ' ') + "  " +
+           std::string(valueWidth - value.size(), ' ') + value + "\n";
+  };
+  std::string expected = line("name", "value");
+  for (const auto& [name, value] : rows)
+    expected += line(name, value);
+  ASSERT_GT(expected.size(), std::size_t{1} << 20);
+  std::ostringstream out;
+  table.Write(out);
+  EXPECT_TRUE(out.str() == expected);
 }
 
 TEST(TextReport, ColumnsNeverRunTogetherWhateverTheNumbers) {
