@@ -146,15 +146,15 @@ double DatumCofactors::MinimalDatum(std::size_t a, std::size_t b) const {
 
 void DatumCofactors::MinimalDatumBlock(const std::size_t* unknowns, std::size_t count,
                                        double* block) const {
-  if (count > 16) throw std::logic_error("cofactor block too large");
-  std::size_t columns[16] = {}, place[16] = {}, inSystem = 0;
+  if (count > maxBlockColumns) throw std::logic_error("cofactor block too large");
+  std::size_t columns[maxBlockColumns] = {}, place[maxBlockColumns] = {}, inSystem = 0;
   for (std::size_t i = 0; i < count; ++i) {
     const std::size_t column = normal.columnOf[unknowns[i]];
     if (column == NormalEquations::NotInSystem || notDetermined[unknowns[i]]) continue;
     place[inSystem] = i;
     columns[inSystem++] = column;
   }
-  double inverseBlock[16 * 16];
+  double inverseBlock[maxBlockColumns * maxBlockColumns];
   inverse->Block(columns, inSystem, inverseBlock);
   std::fill_n(block, count * count, 0.0);
   for (std::size_t a = 0; a < inSystem; ++a)

@@ -38,7 +38,7 @@ class DatumCofactors {
   bool Determined(std::size_t unknown) const { return !notDetermined[unknown]; }
   // Q(a, b) of the minimal datum: zero where a or b is held or undetermined.
   double MinimalDatum(std::size_t a, std::size_t b) const;
-  // MinimalDatum of every pair of count distinct unknowns (at most 16), count × count
+  // MinimalDatum of every pair of count distinct unknowns (at most maxBlockColumns), count × count
   // row-major into block, in one look-up.
   void MinimalDatumBlock(const std::size_t* unknowns, std::size_t count, double* block) const;
   // Q_S(a, b) in the datum of the basis (equal to MinimalDatum without defect).

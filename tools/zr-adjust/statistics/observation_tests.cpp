@@ -44,8 +44,7 @@ class GroupCofactors {
     return block[placeOf(a) * count + placeOf(b)];
   }
 
-  // The observations' groups have a dozen unknowns at most (three rows of a 3D angle).
-  static constexpr std::size_t most = 16;
+  static constexpr std::size_t most = maxBlockColumns;
   const DatumCofactors& cofactors;
   std::size_t unknowns[most] = {};
   std::size_t count = 0;

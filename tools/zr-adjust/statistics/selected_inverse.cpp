@@ -134,12 +134,22 @@ SelectedInverse::SelectedInverse(SupernodalFactor factor) : z(std::move(factor))
   if (!closed) throw std::logic_error("the factor's pattern is not closed");
 }
 
+double SelectedInverse::AtPositions(std::size_t i, std::size_t j, const std::size_t** from) const {
+  const std::size_t s = z.supernodeOf[j], column = j - z.firstColumn[s], r = z.RowCount(s);
+  const std::size_t* rows = z.rowIndex.data() + z.rowStart[s];
+  const std::size_t* start = from != nullptr && *from != nullptr ? *from : rows + column;
+  const std::size_t* found = std::lower_bound(start, rows + r, i);
+  if (found == rows + r || *found != i)
+    throw std::logic_error("cofactor requested outside the pattern of the normal equations");
+  if (from != nullptr) *from = found;
+  return z.Block(s)[column * r + static_cast<std::size_t>(found - rows)];
+}
+
 void SelectedInverse::Block(const std::size_t* columns, std::size_t count, double* block) const {
   // The columns by elimination position: for each, the later ones are searched for along its
   // rows in ascending order, each search starting where the last one ended.
-  constexpr std::size_t most = 16;
-  std::size_t byPosition[most], position[most];
-  if (count > most) throw std::logic_error("cofactor block too large");
+  std::size_t byPosition[maxBlockColumns], position[maxBlockColumns];
+  if (count > maxBlockColumns) throw std::logic_error("cofactor block too large");
   for (std::size_t i = 0; i < count; ++i) {
     byPosition[i] = i;
     position[i] = z.positionOf[columns[i]];
@@ -148,19 +158,10 @@ void SelectedInverse::Block(const std::size_t* columns, std::size_t count, doubl
             [&](std::size_t a, std::size_t b) { return position[a] < position[b]; });
   for (std::size_t a = 0; a < count; ++a) {
     const std::size_t ia = byPosition[a], j = position[ia];
-    const std::size_t s = z.supernodeOf[j], column = j - z.firstColumn[s], r = z.RowCount(s);
-    const std::size_t* rows = z.rowIndex.data() + z.rowStart[s];
-    const double* values = z.Block(s) + column * r;
-    const std::size_t* from = rows + column;
+    const std::size_t* from = nullptr;
     for (std::size_t b = a; b < count; ++b) {
       const std::size_t ib = byPosition[b], i = position[ib];
-      double value = 0.0;
-      if (!z.dropped[i] && !z.dropped[j]) {
-        from = std::lower_bound(from, rows + r, i);
-        if (from == rows + r || *from != i)
-          throw std::logic_error("cofactor requested outside the pattern of the normal equations");
-        value = values[from - rows];
-      }
+      const double value = z.dropped[i] || z.dropped[j] ? 0.0 : AtPositions(i, j, &from);
       block[ia * count + ib] = value;
       block[ib * count + ia] = value;
     }
@@ -171,13 +172,7 @@ double SelectedInverse::Entry(std::size_t a, std::size_t b) const {
   std::size_t i = z.positionOf[a], j = z.positionOf[b];
   if (i < j) std::swap(i, j);
   if (z.dropped[i] || z.dropped[j]) return 0.0;
-  const std::size_t s = z.supernodeOf[j], column = j - z.firstColumn[s];
-  const std::size_t* rows = z.rowIndex.data() + z.rowStart[s];
-  const std::size_t* end = rows + z.RowCount(s);
-  const std::size_t* found = std::lower_bound(rows + column, end, i);
-  if (found == end || *found != i)
-    throw std::logic_error("cofactor requested outside the pattern of the normal equations");
-  return z.Block(s)[column * z.RowCount(s) + static_cast<std::size_t>(found - rows)];
+  return AtPositions(i, j, nullptr);
 }
 
 }  // namespace zradjust

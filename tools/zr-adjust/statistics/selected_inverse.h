@@ -14,6 +14,10 @@
 
 namespace zradjust {
 
+// The most columns one Block call takes: a dozen unknowns serve the largest observation group
+// (three rows of a 3D angle).
+inline constexpr std::size_t maxBlockColumns = 16;
+
 class SelectedInverse {
  public:
   // Takes the factor over and overwrites its blocks with Z = (L·Lᵀ)⁻¹ on the same pattern; a
@@ -27,10 +31,15 @@ class SelectedInverse {
 
   // The symmetric block (N⁻¹)[columns[i]][columns[j]], count × count row-major into block, at
   // the cost of count·(count + 1)/2 entries but with one search along each column's rows.
-  // The columns must be distinct; same errors as Entry.
+  // The columns must be distinct, at most maxBlockColumns (more throw std::logic_error); same
+  // errors as Entry.
   void Block(const std::size_t* columns, std::size_t count, double* block) const;
 
  private:
+  // Z at elimination positions i ≥ j, neither dropped: i is searched for along column j's rows
+  // from *from on (null: from the diagonal), and *from is left where it was found.
+  double AtPositions(std::size_t i, std::size_t j, const std::size_t** from) const;
+
   SupernodalFactor z;
 };
 
